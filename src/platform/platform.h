@@ -1,0 +1,17 @@
+// The operating-system seam: everything above it is portable. Each function has one
+// implementation in platform/win32 and one in platform/posix.
+#pragma once
+
+#include <cstddef>
+
+namespace tavrel {
+
+// Copies the value of an environment variable into out (terminated, cut to capacity - 1);
+// returns its full length, or -1 when the variable is not set.
+int platform_getenv(const char* name, char* out, size_t capacity);
+
+// The code page of the user's default locale: the OEM one when oem is true, else the ANSI
+// one. Returns 0 and stores the number on success, non-zero when it cannot be told.
+int platform_locale_codepage(bool oem, unsigned* codepage);
+
+}  // namespace tavrel

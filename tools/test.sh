@@ -1,0 +1,58 @@
+#!/usr/bin/env bash
+# Builds everything and runs every test: the native build, the sanitizer build
+# (AddressSanitizer + UndefinedBehaviorSanitizer), the Windows cross-build under Wine,
+# and a short smoke run of each fuzz target. Exits non-zero on the first failure.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+root=$(pwd)
+tools/deps.sh
+
+jobs=$(nproc)
+export CCACHE_DIR="${CCACHE_DIR:-$HOME/.cache/tavrel-ccache}"
+export WINEDEBUG=-all
+export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1
+export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
+
+configure() {  # build-dir, cmake arguments...
+  local dir=$1; shift
+  cmake -S "$root" -B "$dir" -G Ninja "$@" > "$dir.configure.log" 2>&1 ||
+    { cat "$dir.configure.log"; return 1; }
+}
+
+step() { printf '\n=== %s ===\n' "$*"; }
+mkdir -p build
+
+step "native build"
+configure build/native -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTAVREL_BENCH=ON
+ninja -C build/native
+step "native tests"
+ctest --test-dir build/native -j "$jobs" --output-on-failure
+
+step "sanitizer build"
+configure build/asan -DCMAKE_BUILD_TYPE=Debug -DTAVREL_SANITIZE=ON
+ninja -C build/asan
+step "sanitizer tests"
+ctest --test-dir build/asan -j "$jobs" --output-on-failure
+
+step "Windows build (mingw-w64)"
+configure build/win64 -DCMAKE_BUILD_TYPE=Release -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64.cmake"
+ninja -C build/win64
+step "Windows tests under Wine"
+wineboot --init > /dev/null 2>&1 || true
+ctest --test-dir build/win64 -j "$jobs" --output-on-failure
+
+step "fuzz targets (smoke run)"
+configure build/fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=clang++ \
+  -DTAVREL_FUZZ=ON -DTAVREL_TESTS=OFF
+ninja -C build/fuzz
+for target in build/fuzz/fuzz/fuzz_*; do
+  [ -x "$target" ] || continue
+  name=$(basename "$target")
+  corpus="$root/fuzz/corpus/${name#fuzz_}"
+  mkdir -p "build/fuzz/corpus-$name"
+  echo "--- $name"
+  "$target" -max_total_time="${FUZZ_SECONDS:-10}" -print_final_stats=0 \
+    "build/fuzz/corpus-$name" "$corpus" 2>&1 | tail -n 2
+done
+
+step "all tests passed"
