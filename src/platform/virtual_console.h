@@ -1,0 +1,40 @@
+// The virtual console: a console backend held in memory, with scripted input, for tests of
+// everything above the console seam. It counts and remembers the writes it receives so
+// that tests can check what reached the "screen" and how often.
+#pragma once
+
+#include <string>
+
+#include "platform/console.h"
+
+namespace tavrel {
+
+const ConsoleBackend* virtual_console();
+
+// A blank screen of the given size (blanks in attribute 0x07), no pending input, the
+// cursor at 0,0 and visible, all counters zero.
+void virtual_console_reset(int columns, int rows);
+void virtual_console_push(const InputRecord& rec);
+// A key-down record (and nothing else) with the given fields.
+void virtual_console_push_key(uint16_t virtual_key, uint16_t scan, uint8_t ch,
+                              uint32_t control_state = 0);
+void virtual_console_push_mouse(int column, int row, uint32_t buttons, uint32_t flags = 0,
+                                uint32_t control_state = 0);
+// Pending input records.
+int virtual_console_pending();
+
+const ConsoleCell* virtual_console_cells();  // rows x columns, row by row
+ConsoleCell virtual_console_cell(int column, int row);
+// The CP866 characters of one row (or of columns from..to inclusive).
+std::string virtual_console_row(int row);
+std::string virtual_console_text(int row, int from, int to);
+
+int virtual_console_write_count();          // write_cells calls so far
+ConsoleRect virtual_console_last_write();   // the rectangle of the last one
+int virtual_console_read_count();           // read_cells calls so far
+void virtual_console_cursor(int* column, int* row, bool* visible);
+const char* virtual_console_title();        // CP866
+int virtual_console_bells();
+bool virtual_console_is_open();
+
+}  // namespace tavrel
