@@ -10,6 +10,13 @@ namespace tavrel {
 // returns its full length, or -1 when the variable is not set.
 int platform_getenv(const char* name, char* out, size_t capacity);
 
+// Sets an environment variable of this process (value nullptr: removes it); 0 on success.
+int platform_setenv(const char* name, const char* value);
+
+// True where the locale comes from environment variables (POSIX), false where the system
+// keeps it (Windows).
+bool platform_locale_from_env();
+
 // The code page of the user's default locale: the OEM one when oem is true, else the ANSI
 // one. Returns 0 and stores the number on success, non-zero when it cannot be told.
 int platform_locale_codepage(bool oem, unsigned* codepage);

@@ -118,11 +118,14 @@ const uint8_t* byte_data(const Value& v) {
 // wrapping conversion keeps. Infinities and NaN give 0.
 static uint64_t wrap_double(double x) {
   if (!std::isfinite(x)) return 0;
+  constexpr double TWO_63 = 9223372036854775808.0;
   constexpr double TWO_64 = 18446744073709551616.0;
-  double t = std::fmod(std::trunc(x), TWO_64);
+  double t = std::trunc(x);
+  if (std::fabs(t) < TWO_63) return static_cast<uint64_t>(static_cast<int64_t>(t));
+  // Beyond 2^63 a double is a multiple of 2^11 or more, so the reduction below is exact.
+  t = std::fmod(t, TWO_64);
   if (t < 0) t += TWO_64;
-  if (t >= TWO_64) return 0;  // -tiny + 2^64 rounds up to 2^64
-  return static_cast<uint64_t>(t);
+  return t >= TWO_64 ? 0 : static_cast<uint64_t>(t);
 }
 
 // The BIGINT reading of a double: magnitudes up to 2^63 truncate, others give the

@@ -77,13 +77,14 @@ TEST(ReadAs, IntegerTargetsFollowTheConversionTable) {
        static_cast<int16_t>(static_cast<uint64_t>(-10000000000) & 0xFFFF),
        static_cast<int32_t>(static_cast<uint64_t>(-10000000000) & 0xFFFFFFFF), -10000000000},
       {"numeric -7.99 truncates", numeric("-7.99"), -7, -7, -7},
-      {"numeric beyond 2^63", numeric("99999999999999999999"), 0, 0, MAX64},
       {"bigint 4294967296", make_bigint(4294967296), 32767, 2147483647, 4294967296},
       {"bigint 2147483648 looks only at the high half", make_bigint(2147483648), 0,
        std::numeric_limits<int32_t>::min(), 2147483648},
       {"bigint -1", make_bigint(-1), -1, -1, -1},
-      {"bigint -4294967296 is replaced by the positive maximum", make_bigint(-4294967296), 32767,
-       2147483647, -4294967296},
+      {"bigint -4294967296 has a high half of all ones", make_bigint(-4294967296), 0, 0,
+       -4294967296},
+      {"bigint -8589934592 is replaced by the positive maximum", make_bigint(-8589934592), 32767,
+       2147483647, -8589934592},
       {"bool is not a number", make_bool(true), 0, 0, 0},
       {"null", make_null(), 0, 0, 0},
   };
@@ -100,6 +101,9 @@ TEST(ReadAs, NumericBeyondTwoToTheSixtyFourWrapsItsLowBits) {
   double d = read_as_double(v);
   uint64_t expected = static_cast<uint64_t>(std::fmod(d, 18446744073709551616.0));
   EXPECT_EQ(read_as_integer(v), static_cast<int32_t>(expected));
+  EXPECT_EQ(read_as_smallint(v), static_cast<int16_t>(expected));
+  EXPECT_EQ(read_as_bigint(v), std::numeric_limits<int64_t>::max());
+  EXPECT_EQ(read_as_bigint(numeric("-99999999999999999999")), std::numeric_limits<int64_t>::max());
 }
 
 TEST(ReadAs, DoubleAndNumericTargets) {
