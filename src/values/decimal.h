@@ -36,7 +36,7 @@ struct Decimal {
 
 // Effective state: DEC_ZERO..DEC_POS_OVERFLOW, or DEC_INVALID for a malformed record.
 int decimal_classify(const Decimal& d);
-// States 0, 3 and 4 clear all digits first; 1 and 2 keep them.
+// States 0, 3 and 4 (and 5, invalid) clear all digits first; 1 and 2 keep them.
 void decimal_set_state(Decimal& d, int state);
 Decimal decimal_zero();
 
