@@ -37,4 +37,12 @@ const char* virtual_console_title();        // CP866
 int virtual_console_bells();
 bool virtual_console_is_open();
 
+// A wait without time limit while no input is scripted and no wake-up is pending cannot
+// end on a real console; here it delivers an Esc key record instead, so that a test whose
+// script ran short ends its loops rather than hanging, and counts it. (After 10000 such
+// waits the process aborts: a loop that ignores Esc would otherwise spin for ever.)
+int virtual_console_starved();
+// Wake-up signals received and not yet consumed by a wait.
+bool virtual_console_wake_pending();
+
 }  // namespace tavrel
