@@ -20,26 +20,39 @@ configure() {  # build-dir, cmake arguments...
 }
 
 step() { printf '\n=== %s ===\n' "$*"; }
+
+# Runs one build's tests and adds its counts to the totals of the closing line.
+passed=0
+failed=0
+run_tests() {  # build-dir
+  local log="$1.ctest.log"
+  ctest --test-dir "$1" -j "$jobs" --output-on-failure 2>&1 | tee "$log"
+  local total bad
+  total=$(sed -n 's/.*tests failed out of \([0-9]*\).*/\1/p' "$log" | tail -n 1)
+  bad=$(sed -n 's/.*, \([0-9]*\) tests failed out of.*/\1/p' "$log" | tail -n 1)
+  passed=$((passed + ${total:-0} - ${bad:-0}))
+  failed=$((failed + ${bad:-0}))
+}
 mkdir -p build
 
 step "native build"
 configure build/native -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTAVREL_BENCH=ON
 ninja -C build/native
 step "native tests"
-ctest --test-dir build/native -j "$jobs" --output-on-failure
+run_tests build/native
 
 step "sanitizer build"
 configure build/asan -DCMAKE_BUILD_TYPE=Debug -DTAVREL_SANITIZE=ON
 ninja -C build/asan
 step "sanitizer tests"
-ctest --test-dir build/asan -j "$jobs" --output-on-failure
+run_tests build/asan
 
 step "Windows build (mingw-w64)"
 configure build/win64 -DCMAKE_BUILD_TYPE=Release -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64.cmake"
 ninja -C build/win64
 step "Windows tests under Wine"
 wineboot --init > /dev/null 2>&1 || true
-ctest --test-dir build/win64 -j "$jobs" --output-on-failure
+run_tests build/win64
 
 step "fuzz targets (smoke run)"
 configure build/fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=clang++ \
@@ -55,4 +68,5 @@ for target in build/fuzz/fuzz/fuzz_*; do
     "build/fuzz/corpus-$name" "$corpus" 2>&1 | tail -n 2
 done
 
-step "all tests passed"
+step "summary"
+echo "tests: $passed passed, $failed failed"
