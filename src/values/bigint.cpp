@@ -1,5 +1,6 @@
 // BIGINT text: reading 64-bit integers with and without the range test, and writing them.
 #include "values/bigint.h"
+#include "values/digits.h"
 
 #include <cstring>
 
@@ -10,20 +11,6 @@ namespace {
 constexpr char MINIMUM_TEXT[] = "-9223372036854775808";
 constexpr char MAXIMUM_DIGITS[] = "9223372036854775807";
 constexpr size_t MAXIMUM_DIGIT_COUNT = sizeof MAXIMUM_DIGITS - 1;
-
-// "00" "01" ... "99": the two characters of a number below 100.
-struct DigitPairs {
-  char c[200];
-  constexpr DigitPairs() : c() {
-    for (int i = 0; i < 100; ++i) {
-      c[2 * i] = static_cast<char>('0' + i / 10);
-      c[2 * i + 1] = static_cast<char>('0' + i % 10);
-    }
-  }
-};
-constexpr DigitPairs DIGIT_PAIRS;
-
-inline bool is_digit(char c) { return c >= '0' && c <= '9'; }
 
 // The common accumulation: leading blanks and tabs, one optional "-", then digits, wrapping
 // in 64 bits. Gives the position of the first digit and of the character after the last.

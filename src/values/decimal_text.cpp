@@ -8,24 +8,11 @@
 #include <cstring>
 
 #include "values/decimal.h"
+#include "values/digits.h"
 
 namespace tavrel {
 
 namespace {
-
-// "00" "01" ... "99": the two characters of a base-100 digit.
-struct DigitPairs {
-  char c[200];
-  constexpr DigitPairs() : c() {
-    for (int i = 0; i < 100; ++i) {
-      c[2 * i] = static_cast<char>('0' + i / 10);
-      c[2 * i + 1] = static_cast<char>('0' + i % 10);
-    }
-  }
-};
-constexpr DigitPairs DIGIT_PAIRS;
-
-inline bool is_digit(char c) { return c >= '0' && c <= '9'; }
 
 Decimal invalid_decimal() {
   Decimal d{};

@@ -7,6 +7,7 @@
 // then scaled by the power of ten; scaling up fails when the value would pass
 // 1.7976931348623158e307 before a multiplication by 10. Any other character fails.
 #include "values/decimal.h"
+#include "values/digits.h"
 
 namespace tavrel {
 
@@ -22,8 +23,6 @@ constexpr double EXACT_POWERS[23] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1
                                      1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
                                      1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
 constexpr int MAX_EXACT_POWER = 22;
-
-inline bool is_digit(char c) { return c >= '0' && c <= '9'; }
 
 }  // namespace
 
