@@ -9,6 +9,7 @@ PACKAGES=(
   clang libclang-rt-14-dev
   g++-mingw-w64-x86-64-posix wine wine64
   libintelrdfpmath-dev
+  liblua5.4-dev
 )
 
 missing=()
