@@ -22,6 +22,7 @@ namespace tavrel {
 
 struct IpcEndpoint {
   int fd = -1;
+  volatile sig_atomic_t stopped = 0;  // an empty datagram is not a stop
   int record_fd = -1;     // servers: the locked process record
   char path[108] = {};    // bound socket path, removed on close
   char record[108] = {};  // servers: process record path, removed on close
@@ -72,13 +73,20 @@ void set_buffers(int fd) {
   setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &size, sizeof size);
 }
 
+// Copies a zero-terminated text, cut to fit, always terminated.
+void copy_text(char* dst, size_t capacity, const char* src) {
+  const size_t n = strnlen(src, capacity - 1);
+  std::memcpy(dst, src, n);
+  dst[n] = '\0';
+}
+
 int bind_socket(IpcEndpoint* ep, const char* path) {
   ep->fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   if (ep->fd < 0) return errno;
   set_buffers(ep->fd);
   sockaddr_un addr{};
   addr.sun_family = AF_UNIX;
-  std::strncpy(addr.sun_path, path, sizeof addr.sun_path - 1);
+  copy_text(addr.sun_path, sizeof addr.sun_path, path);
   unlink(path);
   if (bind(ep->fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0) {
     const int error = errno;
@@ -86,16 +94,19 @@ int bind_socket(IpcEndpoint* ep, const char* path) {
     ep->fd = -1;
     return error;
   }
-  std::strncpy(ep->path, path, sizeof ep->path - 1);
+  copy_text(ep->path, sizeof ep->path, path);
   return 0;
 }
 
 // The endpoint whose receive a signal stops.
-volatile sig_atomic_t g_signal_fd = -1;
+IpcEndpoint* volatile g_signal_endpoint = nullptr;
 
 extern "C" void stop_handler(int) {
-  const int fd = g_signal_fd;
-  if (fd >= 0) shutdown(fd, SHUT_RD);
+  IpcEndpoint* ep = g_signal_endpoint;
+  if (ep != nullptr) {
+    ep->stopped = 1;
+    shutdown(ep->fd, SHUT_RD);
+  }
 }
 
 }  // namespace
@@ -135,15 +146,20 @@ int ipc_reply_open(IpcEndpoint** out) {
 long ipc_receive(IpcEndpoint* ep, void* buffer, size_t capacity) {
   for (;;) {
     const ssize_t n = recv(ep->fd, buffer, capacity, 0);
-    if (n >= 0) return static_cast<long>(n);
+    if (n > 0 || (n == 0 && ep->stopped)) return static_cast<long>(n);
+    if (n == 0) continue;
     if (errno != EINTR) return -1;
   }
 }
 
-void ipc_receive_stop(IpcEndpoint* ep) { shutdown(ep->fd, SHUT_RD); }
+void ipc_receive_stop(IpcEndpoint* ep) {
+  ep->stopped = 1;
+  shutdown(ep->fd, SHUT_RD);
+}
 
 void ipc_close(IpcEndpoint* ep) {
   if (ep == nullptr) return;
+  if (g_signal_endpoint == ep) g_signal_endpoint = nullptr;
   if (ep->fd >= 0) close(ep->fd);
   if (ep->path[0] != 0) unlink(ep->path);
   if (ep->record[0] != 0) unlink(ep->record);
@@ -168,7 +184,7 @@ int ipc_route_open(int route, const char* instance, IpcEndpoint** out, uint32_t*
   set_buffers(fd);
   sockaddr_un addr{};
   addr.sun_family = AF_UNIX;
-  std::strncpy(addr.sun_path, path, sizeof addr.sun_path - 1);
+  copy_text(addr.sun_path, sizeof addr.sun_path, path);
   if (connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0) {
     const int error = errno;
     close(fd);
@@ -283,7 +299,7 @@ int ipc_server_open(int route, const char* instance, IpcEndpoint** out) {
     ipc_close(ep);
     return error;
   }
-  std::strncpy(ep->record, record, sizeof ep->record - 1);
+  copy_text(ep->record, sizeof ep->record, record);
   *out = ep;
   return 0;
 }
@@ -303,7 +319,7 @@ int ipc_reply_to(IpcEndpoint* server, uint32_t client_pid, const void* data, siz
 }
 
 void ipc_stop_on_signals(IpcEndpoint* server) {
-  g_signal_fd = server->fd;
+  g_signal_endpoint = server;
   struct sigaction action {};
   action.sa_handler = stop_handler;
   sigemptyset(&action.sa_mask);

@@ -1,0 +1,199 @@
+// The kernel's server loop and the session table.
+#include "kernel/server.h"
+
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <memory>
+
+#include "channel/codepage.h"
+#include "kernel/demo.h"
+#include "kernel/errors.h"
+#include "kernel/session.h"
+#include "kernel/storage.h"
+#include "platform/ipc.h"
+
+struct sqlite3;
+
+namespace tavrel {
+
+namespace {
+
+constexpr size_t SESSIONS_MAX = 1000;
+
+struct Server {
+  KernelOptions options;
+  IpcEndpoint* endpoint = nullptr;
+  sqlite3* db = nullptr;  // the server thread's own connection, for logging on
+  std::map<uint16_t, std::unique_ptr<Session>> sessions;
+  uint16_t next_channel = 1;
+};
+
+// "USER"/"PASSWORD": the connect string of OPEN.
+bool parse_connect(std::string_view text, std::string* user, std::string* password) {
+  while (!text.empty() && (text.back() == 0 || text.back() == ' ')) text.remove_suffix(1);
+  const size_t middle = text.find("\"/\"");
+  if (text.size() < 5 || text.front() != '"' || text.back() != '"' || middle == std::string_view::npos) return false;
+  *user = std::string(text.substr(1, middle - 1));
+  *password = std::string(text.substr(middle + 3, text.size() - middle - 4));
+  return true;
+}
+
+uint16_t client_codepage(const KernelRequest& r) {
+  if (r.part_length[2] < sizeof(CodePageBlock)) return CODEPAGE_866;
+  CodePageBlock block;
+  std::memcpy(&block, r.part[2], sizeof block);
+  if (block.present == 0) return CODEPAGE_866;
+  const size_t length = block.length < CODEPAGE_NAME_MAX ? block.length : CODEPAGE_NAME_MAX;
+  const std::string_view name(block.name, length);
+  if (name == "UTF-8" || name == "utf8" || name == "CP65001") return CODEPAGE_OTHER;
+  const uint16_t value = codepage_classify(name);
+  return value != CODEPAGE_OTHER ? value : static_cast<uint16_t>(CODEPAGE_866);
+}
+
+void end_session(Server& server, uint16_t channel) {
+  auto it = server.sessions.find(channel);
+  if (it == server.sessions.end()) return;
+  session_stop(it->second.get());
+  server.sessions.erase(it);
+}
+
+// Sessions whose worker has ended (CLOS) or whose client process has gone.
+void reap(Server& server) {
+  for (auto it = server.sessions.begin(); it != server.sessions.end();) {
+    Session* s = it->second.get();
+    const uint16_t channel = it->first;
+    ++it;
+    if (s->finished || !ipc_process_alive(s->client_pid)) end_session(server, channel);
+  }
+}
+
+void open_session(Server& server, const KernelRequest& r) {
+  KernelAnswer a;
+  reap(server);
+  const uint16_t codepage = client_codepage(r);
+  std::string user;
+  std::string password;
+  const std::string_view connect(reinterpret_cast<const char*>(r.part[0]), r.part_length[0]);
+  if (!parse_connect(connect, &user, &password)) {
+    a.code = KERNEL_BAD_CONNECT_STRING;
+  } else {
+    user = text_to_utf8(user, codepage);
+    password = text_to_utf8(password, codepage);
+    a.code = storage_check_user(server.db, user, password);
+  }
+  if (a.code == 0 && server.sessions.size() >= SESSIONS_MAX) a.code = KERNEL_TOO_MANY_SESSIONS;
+  std::string error;
+  sqlite3* db = a.code == 0 ? storage_connect(server.options.db_path, &error) : nullptr;
+  if (a.code == 0 && db == nullptr) a.code = KERNEL_SQL_ERROR;
+  if (a.code != 0) {
+    kernel_answer(server.endpoint, r, std::move(a));
+    return;
+  }
+  while (server.next_channel == 0 || server.sessions.count(server.next_channel) != 0) ++server.next_channel;
+  auto session = std::make_unique<Session>();
+  session->channel = server.next_channel++;
+  session->client_pid = r.client_pid;
+  session->user = user;
+  session->codepage = codepage;
+  session->db = db;
+  session->endpoint = server.endpoint;
+  a.channel = session->channel;
+  session_start(session.get());
+  server.sessions.emplace(a.channel, std::move(session));
+  kernel_answer(server.endpoint, r, std::move(a));
+}
+
+void dispatch(Server& server, std::vector<uint8_t> message) {
+  KernelRequest r{};
+  if (kernel_parse_frame(message.data(), message.size(), &r) != 0) {
+    // A malformed frame still reaches its session when the header names one; otherwise it
+    // is answered here when its trailer tells where to.
+    if (kernel_frame_trailer(message.data(), message.size(), &r)) {
+      auto it = server.sessions.find(r.block.channel);
+      if (it != server.sessions.end() && !command_is(r.block.command, "OPEN") &&
+          session_post(it->second.get(), message)) {
+        return;
+      }
+      KernelAnswer a;
+      a.code = KERNEL_MALFORMED;
+      kernel_answer(server.endpoint, r, std::move(a));
+    }
+    return;
+  }
+  if (command_is(r.block.command, "OPEN")) {
+    open_session(server, r);
+    return;
+  }
+  auto it = server.sessions.find(r.block.channel);
+  if (it == server.sessions.end() || it->second->finished) {
+    KernelAnswer a;
+    a.code = KERNEL_BAD_CHANNEL;
+    kernel_answer(server.endpoint, r, std::move(a));
+    return;
+  }
+  if (command_is(r.block.command, "KILL")) {
+    KernelAnswer a;
+    a.channel = r.block.channel;
+    auto target = server.sessions.find(static_cast<uint16_t>(r.block.position));
+    if (target == server.sessions.end()) {
+      a.code = KERNEL_BAD_CHANNEL;
+    } else {
+      session_interrupt(target->second.get());
+    }
+    kernel_answer(server.endpoint, r, std::move(a));
+    return;
+  }
+  if (!session_post(it->second.get(), std::move(message))) {
+    KernelAnswer a;
+    a.code = KERNEL_BAD_CHANNEL;
+    kernel_answer(server.endpoint, r, std::move(a));
+  }
+}
+
+}  // namespace
+
+int kernel_serve(const KernelOptions& options) {
+  Server server;
+  server.options = options;
+  std::string error;
+  if (storage_create(options.db_path, &error) != 0) {
+    std::fprintf(stderr, "tavrel-kernel: cannot use the database %s: %s\n", options.db_path.c_str(), error.c_str());
+    return 2;
+  }
+  server.db = storage_connect(options.db_path, &error);
+  if (server.db == nullptr) {
+    std::fprintf(stderr, "tavrel-kernel: cannot open the database %s: %s\n", options.db_path.c_str(), error.c_str());
+    return 2;
+  }
+  if (options.demo && demo_create(server.db, &error) != 0) {
+    std::fprintf(stderr, "tavrel-kernel: cannot create the demo data: %s\n", error.c_str());
+    storage_disconnect(server.db);
+    return 2;
+  }
+  const int status = ipc_server_open(IPC_ROUTE_KERNEL, options.instance.c_str(), &server.endpoint);
+  if (status != 0) {
+    if (status == IPC_BUSY) {
+      std::fprintf(stderr, "tavrel-kernel: another kernel already serves the instance \"%s\"\n",
+                   options.instance.empty() ? "(default)" : options.instance.c_str());
+    } else {
+      std::fprintf(stderr, "tavrel-kernel: cannot create the kernel endpoint in %s: %s\n", ipc_run_directory(),
+                   std::strerror(status));
+    }
+    storage_disconnect(server.db);
+    return 3;
+  }
+  ipc_stop_on_signals(server.endpoint);
+  std::vector<uint8_t> buffer(EXCHANGE_MAX);
+  for (;;) {
+    const long n = ipc_receive(server.endpoint, buffer.data(), buffer.size());
+    if (n <= 0) break;
+    dispatch(server, std::vector<uint8_t>(buffer.begin(), buffer.begin() + n));
+  }
+  while (!server.sessions.empty()) end_session(server, server.sessions.begin()->first);
+  ipc_close(server.endpoint);
+  storage_disconnect(server.db);
+  return 0;
+}
+
+}  // namespace tavrel

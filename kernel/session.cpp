@@ -1,0 +1,322 @@
+// The session worker: statements, selects and their portions, GETE texts, the MALL/MPUT
+// assembly of long requests and the MGET delivery of long answers.
+#include "kernel/session.h"
+
+#include <sqlite3.h>
+
+#include <cstring>
+
+#include "channel/codepage.h"
+#include "channel/framing.h"
+#include "channel/unicode.h"
+#include "kernel/errors.h"
+#include "kernel/storage.h"
+#include "platform/ipc.h"
+
+namespace tavrel {
+
+namespace {
+
+constexpr uint16_t NULL_LENGTH = 0xFFFF;
+
+std::string_view part_text(const KernelRequest& r, int i) {
+  return {reinterpret_cast<const char*>(r.part[i]), r.part_length[i]};
+}
+
+// A statement travels up to its last ";" and maybe a padding blank.
+std::string statement_of(const KernelRequest& r, uint16_t codepage) {
+  return text_to_utf8(part_text(r, 1), codepage);
+}
+
+void append_u16(std::vector<uint8_t>& out, uint32_t v) {
+  out.push_back(static_cast<uint8_t>(v));
+  out.push_back(static_cast<uint8_t>(v >> 8));
+}
+
+// One row: per column a u16 length and the text in the client's code page, 0xFFFF for NULL.
+std::vector<uint8_t> encode_row(sqlite3_stmt* st, uint16_t codepage) {
+  std::vector<uint8_t> row;
+  const int columns = sqlite3_column_count(st);
+  for (int c = 0; c < columns; ++c) {
+    if (sqlite3_column_type(st, c) == SQLITE_NULL) {
+      append_u16(row, NULL_LENGTH);
+      continue;
+    }
+    const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(st, c));
+    const std::string value = text_from_utf8(text != nullptr ? text : "", codepage);
+    const size_t n = value.size() < NULL_LENGTH ? value.size() : NULL_LENGTH - 1;
+    append_u16(row, static_cast<uint32_t>(n));
+    row.insert(row.end(), value.begin(), value.begin() + static_cast<long>(n));
+  }
+  return row;
+}
+
+void close_cursor(Session* s) {
+  sqlite3_finalize(s->cursor);
+  s->cursor = nullptr;
+  s->held_row.clear();
+}
+
+// Rows of the open select that fit the capacity; code 2 when there are none left.
+void fetch_rows(Session* s, const KernelRequest& r, KernelAnswer* a) {
+  if (s->cursor == nullptr) {
+    a->code = KERNEL_NO_SELECT;
+    return;
+  }
+  const size_t capacity = r.block.answer_length;
+  uint32_t rows = 0;
+  for (;;) {
+    if (s->held_row.empty()) {
+      const int rc = sqlite3_step(s->cursor);
+      if (rc != SQLITE_ROW) {
+        if (rc != SQLITE_DONE) {
+          a->code = storage_code(rc);
+          s->last_message = sqlite3_errmsg(s->db);
+        }
+        close_cursor(s);
+        break;
+      }
+      s->held_row = encode_row(s->cursor, s->codepage);
+    }
+    // The first row goes even when it is too long: the client then learns the length needed.
+    if (rows > 0 && a->data.size() + s->held_row.size() > capacity) break;
+    a->data.insert(a->data.end(), s->held_row.begin(), s->held_row.end());
+    s->held_row.clear();
+    ++rows;
+    if (a->data.size() >= capacity) break;
+  }
+  if (a->code == 0 && rows == 0) a->code = KERNEL_END_OF_DATA;
+  a->argument = rows;
+}
+
+void describe(Session* s, KernelAnswer* a) {
+  if (s->cursor == nullptr) {
+    a->code = KERNEL_NO_SELECT;
+    return;
+  }
+  const int columns = sqlite3_column_count(s->cursor);
+  for (int c = 0; c < columns; ++c) {
+    const std::string name = text_from_utf8(sqlite3_column_name(s->cursor, c), s->codepage);
+    const char* declared = sqlite3_column_decltype(s->cursor, c);
+    const std::string type = declared != nullptr ? declared : "";
+    append_u16(a->data, static_cast<uint32_t>(name.size()));
+    a->data.insert(a->data.end(), name.begin(), name.end());
+    append_u16(a->data, static_cast<uint32_t>(type.size()));
+    a->data.insert(a->data.end(), type.begin(), type.end());
+  }
+  a->argument = static_cast<uint32_t>(columns);
+}
+
+void error_text(Session* s, const KernelRequest& r, KernelAnswer* a) {
+  const uint32_t code = r.block.position;
+  if (code == KERNEL_TRANSLATION_ERRORS) {
+    append_u16(a->data, 0);  // no stored text has been translated in this session
+    return;
+  }
+  const char* text = kernel_error_text(code);
+  if (text == nullptr) {
+    a->code = KERNEL_NO_OBJECT;
+    return;
+  }
+  std::string message = text;
+  if (code >= 2000 && code < 3000 && !s->last_message.empty()) message += ": " + s->last_message;
+  const std::string converted = text_from_utf8(message, s->codepage);
+  a->data.assign(converted.begin(), converted.end());
+}
+
+// Runs one request of the session; false when the session ends with it.
+bool run(Session* s, const std::vector<uint8_t>& message) {
+  KernelRequest r{};
+  if (kernel_parse_frame(message.data(), message.size(), &r) != 0) {
+    if (kernel_frame_trailer(message.data(), message.size(), &r)) {
+      KernelAnswer a;
+      a.code = KERNEL_MALFORMED;
+      a.channel = s->channel;
+      kernel_answer(s->endpoint, r, std::move(a));
+    }
+    return true;
+  }
+  const char* command = r.block.command;
+  KernelAnswer a;
+  a.channel = s->channel;
+  a.position = r.block.position;
+
+  // A long request arrives as MALL, MPUT pieces and the final exchange, whose parts are
+  // then those of the assembled data stream.
+  std::vector<uint8_t> assembled;
+  if (command_is(command, "MALL")) {
+    s->assembly.clear();
+    s->assembling = true;
+    kernel_answer(s->endpoint, r, std::move(a));
+    return true;
+  }
+  if (command_is(command, "MPUT")) {
+    if (!s->assembling || r.block.position != s->assembly.size()) {
+      s->assembling = false;
+      a.code = KERNEL_MALFORMED;
+    } else {
+      s->assembly.insert(s->assembly.end(), r.part[3], r.part[3] + r.part_length[3]);
+    }
+    kernel_answer(s->endpoint, r, std::move(a));
+    return true;
+  }
+  if (s->assembling) {
+    s->assembling = false;
+    assembled.swap(s->assembly);
+    assembled.insert(assembled.end(), r.part[3], r.part[3] + r.part_length[3]);
+    const uint8_t* p = assembled.data();
+    const uint8_t* end = p + assembled.size();
+    for (int i = 0; i < 4; ++i) {
+      if (end - p < 2 || end - p - 2 < get_u16(p)) {
+        a.code = KERNEL_MALFORMED;
+        kernel_answer(s->endpoint, r, std::move(a));
+        return true;
+      }
+      r.part_length[i] = get_u16(p);
+      r.part[i] = p + 2;
+      p += 2 + r.part_length[i];
+    }
+  }
+
+  if (command_is(command, "MGET")) {
+    const size_t position = r.block.position;
+    if (position >= s->pending.size()) {
+      a.code = KERNEL_NO_SELECT;
+    } else {
+      size_t n = s->pending.size() - position;
+      if (n > r.block.answer_length) n = r.block.answer_length;
+      if (n > ANSWER_DATA_MAX) n = ANSWER_DATA_MAX;
+      a.code = s->pending_head.code;
+      a.argument = s->pending_head.argument;
+      a.data.assign(s->pending.begin() + static_cast<long>(position),
+                    s->pending.begin() + static_cast<long>(position + n));
+      if (position + n >= s->pending.size()) s->pending.clear();
+    }
+  } else if (command_is(command, "    ")) {
+    close_cursor(s);
+    std::string text = statement_of(r, s->codepage);
+    uint32_t changes = 0;
+    a.code = storage_execute(s->db, text, &changes, &s->last_message);
+    a.argument = changes;
+  } else if (command_is(command, "SLCT")) {
+    close_cursor(s);
+    a.code = storage_prepare(s->db, statement_of(r, s->codepage), &s->cursor, &s->last_message);
+    if (a.code == 0) fetch_rows(s, r, &a);
+  } else if (command_is(command, "GETN")) {
+    fetch_rows(s, r, &a);
+  } else if (command_is(command, "DESC")) {
+    describe(s, &a);
+  } else if (command_is(command, "GETE")) {
+    error_text(s, r, &a);
+  } else if (command_is(command, "CLOS")) {
+    close_cursor(s);
+    {
+      // Closed before the answer leaves, so that the client's next request on this channel
+      // is answered by the server thread and not posted to a worker that is ending.
+      std::lock_guard lock(s->lock);
+      s->closed = true;
+    }
+    a.channel = 0;
+    kernel_answer(s->endpoint, r, std::move(a));
+    return false;
+  } else {
+    a.code = KERNEL_UNSUPPORTED;
+  }
+  kernel_answer(s->endpoint, r, std::move(a), s);
+  return true;
+}
+
+void worker(Session* s) {
+  for (;;) {
+    std::vector<uint8_t> message;
+    {
+      std::unique_lock lock(s->lock);
+      s->wake.wait(lock, [s] { return !s->queue.empty() || s->closing; });
+      if (s->queue.empty()) break;
+      message = std::move(s->queue.front());
+      s->queue.pop_front();
+    }
+    if (!run(s, message)) break;
+  }
+  close_cursor(s);
+  std::lock_guard lock(s->lock);
+  storage_disconnect(s->db);
+  s->db = nullptr;
+  s->finished = true;
+}
+
+}  // namespace
+
+std::string text_to_utf8(std::string_view text, uint16_t codepage) {
+  if (codepage == CODEPAGE_OTHER) return std::string(text);
+  std::string cp866(text.size(), '\0');
+  for (size_t i = 0; i < text.size(); ++i) {
+    const auto c = static_cast<uint8_t>(text[i]);
+    uint8_t out = c;
+    if (c >= 128 && codepage == CODEPAGE_1251) out = CP1251_TO_CP866[c - 128];
+    if (c >= 128 && codepage == CODEPAGE_KOI8) out = KOI8_TO_CP866[c - 128];
+    cp866[i] = static_cast<char>(out);
+  }
+  return cp866_to_utf8(cp866);
+}
+
+std::string text_from_utf8(std::string_view text, uint16_t codepage) {
+  if (codepage == CODEPAGE_OTHER) return std::string(text);
+  std::string out = utf8_to_cp866(text);
+  for (char& ch : out) {
+    const auto c = static_cast<uint8_t>(ch);
+    if (c >= 128 && codepage == CODEPAGE_1251) ch = static_cast<char>(CP866_TO_CP1251[c - 128]);
+    if (c >= 128 && codepage == CODEPAGE_KOI8) ch = static_cast<char>(CP866_TO_KOI8[c - 128]);
+  }
+  return out;
+}
+
+void kernel_answer(IpcEndpoint* endpoint, const KernelRequest& request, KernelAnswer answer, Session* session) {
+  const size_t size = answer.data.size() + (answer.second.empty() ? 0 : answer.second.size() + 1);
+  if (size > ANSWER_DATA_MAX) {
+    const int row = command_find(request.block.command);
+    const bool fetchable = row >= 0 && (COMMAND_TABLE[row].properties & COMMAND_FETCH) != 0;
+    const size_t needed = answer.data.size() > 0xFFFF ? 0xFFFF : answer.data.size();
+    if (session != nullptr && fetchable && request.block.answer_length >= needed) {
+      session->pending = std::move(answer.data);
+      session->pending.resize(needed);
+      session->pending_head = answer;
+    }
+    KernelAnswer too_long;
+    too_long.code = 1014;
+    too_long.channel = answer.channel;
+    too_long.position = answer.position;
+    too_long.argument = answer.argument;
+    too_long.length_field = static_cast<uint16_t>(needed);
+    answer = std::move(too_long);
+  }
+  std::vector<uint8_t> frame(EXCHANGE_MAX);
+  const size_t length = kernel_build_answer(request, answer, frame.data());
+  ipc_reply_to(endpoint, request.client_pid, frame.data(), length);
+}
+
+void session_start(Session* session) { session->worker = std::thread(worker, session); }
+
+bool session_post(Session* session, std::vector<uint8_t> message) {
+  std::lock_guard lock(session->lock);
+  if (session->closed || session->closing) return false;
+  session->queue.push_back(std::move(message));
+  session->wake.notify_one();
+  return true;
+}
+
+void session_stop(Session* session) {
+  {
+    std::lock_guard lock(session->lock);
+    session->closing = true;
+    session->wake.notify_one();
+  }
+  if (session->worker.joinable()) session->worker.join();
+}
+
+void session_interrupt(Session* session) {
+  std::lock_guard lock(session->lock);
+  if (session->db != nullptr) sqlite3_interrupt(session->db);
+}
+
+}  // namespace tavrel

@@ -1,0 +1,68 @@
+// A kernel session: one logged-on channel with its own SQLite connection and worker thread,
+// which runs the session's requests one after another.
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "kernel/frame.h"
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace tavrel {
+
+struct IpcEndpoint;
+
+struct Session {
+  uint16_t channel = 0;
+  uint32_t client_pid = 0;
+  std::string user;
+  uint16_t codepage = 0;  // codepage_classify of the client's code page; 0 = UTF-8 as is
+  sqlite3* db = nullptr;
+  IpcEndpoint* endpoint = nullptr;
+
+  std::thread worker;
+  std::mutex lock;  // queue, closing, and db against a KILL from the server thread
+  std::condition_variable wake;
+  std::deque<std::vector<uint8_t>> queue;
+  bool closing = false;
+  bool closed = false;  // CLOS answered: the session takes no further requests
+  std::atomic<bool> finished{false};
+
+  // Worker-only state.
+  std::vector<uint8_t> assembly;  // a request arriving in MALL/MPUT pieces
+  bool assembling = false;
+  std::vector<uint8_t> pending;   // an answer too long for one exchange, fetched with MGET
+  KernelAnswer pending_head;
+  sqlite3_stmt* cursor = nullptr;
+  std::vector<uint8_t> held_row;  // a row fetched but not yet delivered
+  std::string last_message;       // SQLite's text for the last failure
+};
+
+// Starts the worker; the session owns db from now on.
+void session_start(Session* session);
+// Hands a request frame to the worker; false when the session was closed meanwhile (the
+// caller then answers for it).
+bool session_post(Session* session, std::vector<uint8_t> message);
+// Lets the worker end after the requests already posted; then joins it.
+void session_stop(Session* session);
+// Interrupts the request the session is running (KILL).
+void session_interrupt(Session* session);
+
+// Sends an answer, keeping one too long for an exchange for MGET when the session and the
+// request allow it.
+void kernel_answer(IpcEndpoint* endpoint, const KernelRequest& request, KernelAnswer answer,
+                   Session* session = nullptr);
+
+// Text between the session's code page and UTF-8.
+std::string text_to_utf8(std::string_view text, uint16_t codepage);
+std::string text_from_utf8(std::string_view text, uint16_t codepage);
+
+}  // namespace tavrel

@@ -1,0 +1,448 @@
+// The portable half of the channel's transport: routes, pending-request slots, the reader
+// and watcher threads. The OS endpoints behind it are those of platform/ipc.h.
+#include "channel/transport.h"
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstring>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "channel/framing.h"
+#include "platform/ipc.h"
+#include "platform/platform.h"
+
+namespace tavrel {
+
+namespace {
+
+constexpr int SLOTS_PER_BLOCK = 32;
+constexpr int SLOT_BLOCKS_MAX = 255;
+constexpr int INSTANCE_MAX = 130;
+
+struct Slot {
+  CallContext call{};
+  uint8_t state = 0;          // 0 free, 1 waiting for its answer
+  uint8_t block_number = 0;
+  uint8_t index = 0;
+  bool async = false;
+  bool signalled = false;     // the slot's event: the answer of a synchronous request is in
+  bool sync_waiting = false;  // a synchronous caller has not yet taken its answer
+  int route = -1;
+  std::condition_variable event;
+};
+using SlotBlock = std::array<Slot, SLOTS_PER_BLOCK>;
+
+struct Route {
+  IpcEndpoint* endpoint = nullptr;
+  uint32_t pid = 0;
+  // Shared with the watcher, which may be waiting on it while the route is detached.
+  std::shared_ptr<IpcProcess> process;
+};
+
+struct Transport {
+  std::mutex start_lock;
+  std::mutex attach_lock;  // route attach, route choice and the write of one request
+  std::mutex slot_lock;    // the pending-request slots
+  std::condition_variable slot_freed;
+  std::vector<std::unique_ptr<SlotBlock>> blocks;
+  Route routes[2];
+  IpcEndpoint* reply = nullptr;
+  IpcWatch* watch = nullptr;
+  std::thread reader;
+  std::thread watcher;
+  std::thread::id reader_id;
+  std::atomic<bool> started{false};
+  std::atomic<bool> stopping{false};
+  std::atomic<bool> reader_running{false};
+  std::atomic<bool> in_completion{false};
+  bool environment_read = false;
+  char instance[2][INSTANCE_MAX + 1] = {};
+  ExchangeHook hook = nullptr;
+  void* hook_user = nullptr;
+};
+
+struct ShutdownAtExit {
+  ~ShutdownAtExit() { transport_shutdown(); }
+};
+
+Transport& transport() {
+  static Transport t;
+  static ShutdownAtExit guard;  // destroyed before t: joins the threads first
+  return t;
+}
+
+void set_completed(RequestBlock* block) {
+  std::atomic_ref<uint32_t>(block->flags).fetch_or(REQUEST_COMPLETED);
+}
+
+bool node_is_local(const RequestBlock* block) {
+  if (block->node[0] == 0) return true;
+  for (char c : block->node) {
+    if (c != ' ') return false;
+  }
+  return true;
+}
+
+// Under the attach lock.
+void detach(Transport& t, int route) {
+  Route& r = t.routes[route];
+  if (r.endpoint == nullptr) return;
+  ipc_close(r.endpoint);
+  r.endpoint = nullptr;
+  r.pid = 0;
+  r.process.reset();
+  if (t.watch != nullptr) ipc_watch_wake(t.watch);
+}
+
+// Under the attach lock.
+int attach(Transport& t, int route) {
+  if (!t.environment_read) {
+    if (platform_getenv("NET_MBX", t.instance[IPC_ROUTE_AGENT], INSTANCE_MAX + 1) < 0) {
+      t.instance[IPC_ROUTE_AGENT][0] = 0;
+    }
+    if (platform_getenv("TAVREL_MBX", t.instance[IPC_ROUTE_KERNEL], INSTANCE_MAX + 1) < 0) {
+      t.instance[IPC_ROUTE_KERNEL][0] = 0;
+    }
+    t.environment_read = true;
+  }
+  Route& r = t.routes[route];
+  if (r.endpoint != nullptr) return 0;
+  IpcEndpoint* endpoint = nullptr;
+  uint32_t pid = 0;
+  if (const int error = ipc_route_open(route, t.instance[route], &endpoint, &pid)) return error;
+  IpcProcess* process = nullptr;
+  if (const int error = ipc_process_open(pid, &process)) {
+    ipc_close(endpoint);
+    return error;
+  }
+  r.endpoint = endpoint;
+  r.pid = pid;
+  r.process = std::shared_ptr<IpcProcess>(process, ipc_process_close);
+  ipc_watch_wake(t.watch);  // the route-added event
+  return 0;
+}
+
+// Completes every request still waiting on a route whose server has gone: 1002.
+void fail_pending(Transport& t, int route) {
+  std::vector<CallContext> completions;
+  {
+    std::lock_guard lock(t.slot_lock);
+    for (auto& block : t.blocks) {
+      for (Slot& s : *block) {
+        if (s.state != 1 || s.route != route) continue;
+        s.call.block->return_code = CHANNEL_EXCHANGE_FAILED;
+        s.call.block->system_code = 0;
+        s.state = 0;
+        if (s.async) {
+          set_completed(s.call.block);
+          completions.push_back(s.call);
+        } else {
+          s.signalled = true;
+          s.event.notify_all();
+        }
+      }
+    }
+    t.slot_freed.notify_all();
+  }
+  for (const CallContext& c : completions) {
+    if (c.done != nullptr) c.done(c.block, c.answer, c.buffer3);
+  }
+}
+
+// Copies an answer into its slot's request and wakes the caller.
+void take_answer(Transport& t, const uint8_t* message, size_t length) {
+  if (length < ANSWER_HEADER + FRAME_TRAILER) return;
+  const uint8_t* trailer = message + length - FRAME_TRAILER;
+  CallContext call{};
+  bool async = false;
+  int route = -1;
+  uint32_t code;
+  {
+    std::lock_guard lock(t.slot_lock);
+    const size_t block_number = trailer[12];
+    const size_t index = trailer[13];
+    if (block_number >= t.blocks.size() || index >= SLOTS_PER_BLOCK) return;
+    Slot& s = (*t.blocks[block_number])[index];
+    if (s.state == 0) return;
+    code = answer_take(message, length, s.call.block, s.call.row, s.call.answer, s.call.buffer3);
+    call = s.call;
+    async = s.async;
+    route = s.route;
+    s.state = 0;
+    if (async) {
+      if ((call.block->flags & REQUEST_FETCH_REST) == 0) set_completed(call.block);
+    } else {
+      s.signalled = true;
+      s.event.notify_all();
+    }
+    t.slot_freed.notify_all();
+  }
+  if (async && call.done != nullptr) {
+    t.in_completion = true;
+    call.done(call.block, call.answer, call.buffer3);
+    t.in_completion = false;
+  }
+  if (code >= CHANNEL_NOT_REACHED && code <= CHANNEL_CONNECTION_LOST && route >= 0) {
+    std::lock_guard lock(t.attach_lock);
+    detach(t, route);
+  }
+}
+
+void reader_loop(Transport& t) {
+  std::vector<uint8_t> buffer(EXCHANGE_MAX);
+  for (;;) {
+    const long n = ipc_receive(t.reply, buffer.data(), buffer.size());
+    if (n <= 0) break;
+    take_answer(t, buffer.data(), static_cast<size_t>(n));
+  }
+  t.reader_running = false;
+}
+
+void watcher_loop(Transport& t) {
+  while (!t.stopping) {
+    std::vector<std::shared_ptr<IpcProcess>> held;
+    std::vector<int> routes;
+    {
+      std::lock_guard lock(t.attach_lock);
+      for (int r = 0; r < 2; ++r) {
+        if (t.routes[r].process) {
+          held.push_back(t.routes[r].process);
+          routes.push_back(r);
+        }
+      }
+    }
+    std::vector<IpcProcess*> raw;
+    for (auto& p : held) raw.push_back(p.get());
+    const int ended = ipc_watch_wait(t.watch, raw.data(), static_cast<int>(raw.size()));
+    if (ended < 0) continue;
+    const int route = routes[static_cast<size_t>(ended)];
+    {
+      std::lock_guard lock(t.attach_lock);
+      if (t.routes[route].process == held[static_cast<size_t>(ended)]) detach(t, route);
+    }
+    fail_pending(t, route);
+  }
+}
+
+int start(Transport& t) {
+  std::lock_guard lock(t.start_lock);
+  if (t.started) return 0;
+  if (const int error = ipc_reply_open(&t.reply)) return error;
+  if (const int error = ipc_watch_open(&t.watch)) {
+    ipc_close(t.reply);
+    t.reply = nullptr;
+    return error;
+  }
+  t.stopping = false;
+  t.reader_running = true;
+  t.reader = std::thread(reader_loop, std::ref(t));
+  t.reader_id = t.reader.get_id();
+  t.watcher = std::thread(watcher_loop, std::ref(t));
+  t.started = true;
+  return 0;
+}
+
+// Takes a slot for the call, under the slot-table lock; nullptr when the table is full.
+Slot* take_slot(Transport& t, const CallContext& call, bool async) {
+  std::unique_lock lock(t.slot_lock);
+  for (;;) {
+    Slot* same = nullptr;
+    Slot* free_slot = nullptr;
+    bool busy = false;
+    for (auto& block : t.blocks) {
+      for (Slot& s : *block) {
+        if (s.state != 0 && s.call.block == call.block) {
+          if (!s.async) busy = true;
+          same = &s;
+        } else if (s.state == 0 && !s.sync_waiting && free_slot == nullptr) {
+          free_slot = &s;
+        }
+      }
+    }
+    if (busy) {  // a synchronous request of this block is still waiting
+      t.slot_freed.wait(lock);
+      continue;
+    }
+    Slot* s = same != nullptr ? same : free_slot;
+    if (s == nullptr) {
+      if (t.blocks.size() >= SLOT_BLOCKS_MAX) return nullptr;
+      auto block = std::make_unique<SlotBlock>();
+      for (int i = 0; i < SLOTS_PER_BLOCK; ++i) {
+        (*block)[i].block_number = static_cast<uint8_t>(t.blocks.size());
+        (*block)[i].index = static_cast<uint8_t>(i);
+      }
+      s = &(*block)[0];
+      t.blocks.push_back(std::move(block));
+    }
+    s->call = call;
+    s->state = 1;
+    s->async = async;
+    s->signalled = false;
+    s->sync_waiting = !async;
+    s->route = -1;
+    std::atomic_ref<uint32_t>(call.block->flags).fetch_and(~REQUEST_COMPLETED);
+    return s;
+  }
+}
+
+void free_slot(Transport& t, Slot* s) {
+  std::lock_guard lock(t.slot_lock);
+  s->state = 0;
+  s->sync_waiting = false;
+  t.slot_freed.notify_all();
+}
+
+void write_trailer(uint8_t* trailer, uint8_t block_number, uint8_t index) {
+  std::memset(trailer, 0, FRAME_TRAILER);
+  put_u32(trailer, ipc_process_id());
+  trailer[12] = block_number;
+  trailer[13] = index;
+  put_u32(trailer + 36, ipc_process_id());
+  trailer[47] = IPC_MESSAGE_TYPE;
+}
+
+uint32_t send_through_hook(Transport& t, uint8_t* frame, size_t length, const CallContext& call) {
+  write_trailer(frame + length, 0, 0);
+  std::vector<uint8_t> answer(EXCHANGE_MAX);
+  const size_t n = t.hook(t.hook_user, frame, length + FRAME_TRAILER, answer.data());
+  const uint32_t code = answer_take(answer.data(), n, call.block, call.row, call.answer, call.buffer3);
+  if ((call.block->flags & REQUEST_ASYNC) != 0) {
+    set_completed(call.block);
+    if (call.done != nullptr) call.done(call.block, call.answer, call.buffer3);
+    return 0;
+  }
+  return code;
+}
+
+}  // namespace
+
+uint32_t transport_attach_for(RequestBlock* block) {
+  Transport& t = transport();
+  if (t.hook != nullptr) return 0;
+  int error = start(t);
+  if (error == 0) {
+    std::lock_guard lock(t.attach_lock);
+    if (node_is_local(block) && attach(t, IPC_ROUTE_KERNEL) == 0) return 0;
+    error = attach(t, IPC_ROUTE_AGENT);
+    if (error == 0) return 0;
+    if (node_is_local(block)) error = attach(t, IPC_ROUTE_KERNEL);  // the kernel's error is the telling one
+  }
+  block->return_code = CHANNEL_NOT_REACHED;
+  block->system_code = static_cast<uint32_t>(error);
+  return CHANNEL_NOT_REACHED;
+}
+
+uint32_t transport_send(uint8_t* frame, size_t length, const CallContext& call) {
+  Transport& t = transport();
+  if (t.hook != nullptr) return send_through_hook(t, frame, length, call);
+  RequestBlock* block = call.block;
+  const bool async = (block->flags & REQUEST_ASYNC) != 0 && t.reader_running;
+  Slot* s = take_slot(t, call, async);
+  if (s == nullptr) {
+    block->return_code = CHANNEL_SEND_FAILED;
+    block->system_code = 0;
+    return block->return_code;
+  }
+  put_u32(frame, ipc_thread_id());
+  write_trailer(frame + length, s->block_number, s->index);
+  int error = 0;
+  bool attached = false;
+  {
+    std::lock_guard lock(t.attach_lock);
+    const int route = node_is_local(block) && t.routes[IPC_ROUTE_KERNEL].endpoint != nullptr
+                          ? IPC_ROUTE_KERNEL
+                          : IPC_ROUTE_AGENT;
+    if (t.routes[route].endpoint != nullptr) {
+      attached = true;
+      {
+        std::lock_guard slot_lock(t.slot_lock);
+        s->route = route;
+      }
+      error = ipc_send(t.routes[route].endpoint, frame, length + FRAME_TRAILER);
+      if (error != 0) detach(t, route);
+    }
+  }
+  if (!attached || error != 0) {
+    free_slot(t, s);
+    block->return_code = attached ? CHANNEL_SEND_FAILED : CHANNEL_NOT_REACHED;
+    block->system_code = static_cast<uint32_t>(error);
+    return block->return_code;
+  }
+  if (async) {
+    std::this_thread::yield();
+    return 0;
+  }
+  std::unique_lock lock(t.slot_lock);
+  s->event.wait(lock, [s] { return s->signalled; });
+  s->sync_waiting = false;
+  t.slot_freed.notify_all();
+  return block->return_code;
+}
+
+int transport_wait(RequestBlock* block, int seconds) {
+  Transport& t = transport();
+  std::unique_lock lock(t.slot_lock);
+  Slot* found = nullptr;
+  for (auto& b : t.blocks) {
+    for (Slot& s : *b) {
+      if (s.state != 0 && s.call.block == block) found = &s;
+    }
+  }
+  if (found == nullptr) return 0;
+  auto done = [found, block] { return found->state == 0 || found->call.block != block; };
+  if (seconds < 0) {
+    t.slot_freed.wait(lock, done);
+  } else if (seconds > 0) {
+    t.slot_freed.wait_for(lock, std::chrono::seconds(seconds), done);
+  }
+  return done() ? 0 : 1;
+}
+
+bool transport_in_completion() {
+  Transport& t = transport();
+  return t.in_completion && std::this_thread::get_id() == t.reader_id;
+}
+
+void transport_reread_environment() {
+  Transport& t = transport();
+  std::lock_guard lock(t.attach_lock);
+  t.environment_read = false;
+}
+
+void transport_shutdown() {
+  Transport& t = transport();
+  std::lock_guard lock(t.start_lock);
+  if (!t.started) return;
+  t.stopping = true;
+  ipc_receive_stop(t.reply);
+  ipc_watch_wake(t.watch);
+  t.reader.join();
+  t.watcher.join();
+  {
+    std::lock_guard attach_lock(t.attach_lock);
+    detach(t, IPC_ROUTE_AGENT);
+    detach(t, IPC_ROUTE_KERNEL);
+  }
+  ipc_close(t.reply);
+  t.reply = nullptr;
+  ipc_watch_close(t.watch);
+  t.watch = nullptr;
+  {
+    std::lock_guard slot_lock(t.slot_lock);
+    t.blocks.clear();
+  }
+  t.started = false;
+}
+
+void transport_set_exchange_hook(ExchangeHook hook, void* user) {
+  Transport& t = transport();
+  t.hook = hook;
+  t.hook_user = user;
+}
+
+}  // namespace tavrel

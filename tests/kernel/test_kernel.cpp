@@ -1,0 +1,351 @@
+// The channel against a real tavrel-kernel in a private run directory: logging on, statements,
+// long requests and answers, KILL, concurrent clients, a second kernel, malformed frames, and
+// the kernel dying while a request waits or while the channel is idle.
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <string>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+#include "channel/channel.h"
+
+namespace tavrel {
+namespace {
+
+namespace fs = std::filesystem;
+
+class Kernel : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    char pattern[] = "/tmp/tavrel-test-XXXXXX";
+    ASSERT_NE(mkdtemp(pattern), nullptr);
+    rundir = pattern;
+    setenv("TAVREL_RUNDIR", rundir.c_str(), 1);
+    unsetenv("TAVREL_MBX");
+    pid = start_kernel();
+    ASSERT_GT(pid, 0);
+  }
+  void TearDown() override {
+    channel_shutdown();
+    stop_kernel(pid);
+    std::error_code ignored;
+    fs::remove_all(rundir, ignored);
+  }
+
+  // Starts a kernel on the test's database and waits (generously) until it serves.
+  pid_t start_kernel(const char* instance = nullptr, int* status = nullptr) {
+    const pid_t child = fork();
+    if (child == 0) {
+      // A kernel never outlives the test that started it, even a killed one.
+      prctl(PR_SET_PDEATHSIG, SIGKILL);
+      const std::string db = rundir + "/kernel.db";
+      if (instance != nullptr) {
+        execl(TAVREL_KERNEL_PATH, "tavrel-kernel", "--db", db.c_str(), "--demo", "--instance", instance, nullptr);
+      } else {
+        execl(TAVREL_KERNEL_PATH, "tavrel-kernel", "--db", db.c_str(), "--demo", nullptr);
+      }
+      _exit(127);
+    }
+    const std::string record = rundir + (instance != nullptr ? "/TavrelProcessInfo(" + std::string(instance) + ")"
+                                                             : std::string("/TavrelProcessInfo"));
+    for (int i = 0; i < 600; ++i) {
+      // A killed kernel leaves its record behind: wait for the new kernel's own.
+      if (record_pid(record) == static_cast<uint32_t>(child)) return child;
+      int s;
+      if (waitpid(child, &s, WNOHANG) == child) {
+        if (status != nullptr) *status = s;
+        return -1;
+      }
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    return -1;
+  }
+  static uint32_t record_pid(const std::string& path) {
+    FILE* f = std::fopen(path.c_str(), "rb");
+    if (f == nullptr) return 0;
+    unsigned char bytes[4] = {};
+    const size_t n = std::fread(bytes, 1, 4, f);
+    std::fclose(f);
+    return n == 4 ? bytes[0] | bytes[1] << 8 | bytes[2] << 16 | static_cast<uint32_t>(bytes[3]) << 24 : 0;
+  }
+  static void stop_kernel(pid_t kernel) {
+    if (kernel <= 0) return;
+    kill(kernel, SIGKILL);
+    waitpid(kernel, nullptr, 0);
+  }
+
+  static RequestBlock block(const char* command, uint16_t capacity = 0) {
+    RequestBlock b{};
+    std::memcpy(b.command, command, 4);
+    std::memset(b.node, ' ', 8);
+    b.answer_length = capacity;
+    return b;
+  }
+  static uint32_t open(RequestBlock* b, const char* connect = "\"DEMO\"/\"DEMO\"") {
+    *b = block("OPEN");
+    char codepage[] = "UTF-8";
+    return channel_call(b, connect, nullptr, codepage, nullptr);
+  }
+  // Runs a select and returns its first column of every row, joined with "|".
+  static std::string select(RequestBlock* b, const char* sql, uint32_t* code = nullptr) {
+    std::memcpy(b->command, "SLCT", 4);
+    std::vector<uint8_t> answer(65535);
+    b->answer_length = 65535;
+    const uint32_t rc = channel_call(b, nullptr, sql, nullptr, answer.data());
+    if (code != nullptr) *code = rc;
+    std::string out;
+    size_t p = 0;
+    while (rc == 0 && p + 2 <= b->answer_length) {
+      const size_t n = answer[p] | answer[p + 1] << 8;
+      if (!out.empty()) out += '|';
+      out.append(reinterpret_cast<const char*>(&answer[p + 2]), n == 0xFFFF ? 0 : n);
+      p += 2 + (n == 0xFFFF ? 0 : n);
+    }
+    return out;
+  }
+
+  std::string rundir;
+  pid_t pid = -1;
+};
+
+TEST_F(Kernel, LogsOnAndRefusesUnknownUsersAndWrongPasswords) {
+  struct Case {
+    const char* connect;
+    uint32_t code;
+  } cases[] = {
+      {"\"DEMO\"/\"DEMO\"", 0},
+      {"\"demo\"/\"DEMO\"", 0},
+      {"\"NOBODY\"/\"DEMO\"", 1025},
+      {"\"DEMO\"/\"demo\"", 1026},
+      {"DEMO/DEMO", 1074},
+  };
+  for (const Case& c : cases) {
+    RequestBlock b;
+    EXPECT_EQ(open(&b, c.connect), c.code) << c.connect;
+    if (c.code == 0) {
+      EXPECT_NE(b.channel, 0) << c.connect;
+    } else {
+      EXPECT_EQ(b.channel, 0) << c.connect;
+    }
+  }
+}
+
+TEST_F(Kernel, SessionRunsStatementsAndEndsWithClos) {
+  RequestBlock b;
+  ASSERT_EQ(open(&b), 0u);
+  std::memcpy(b.command, "    ", 4);
+  ASSERT_EQ(channel_call(&b, nullptr, "create table T(A text); insert into T values('x'), ('y');", nullptr, nullptr), 0u);
+  EXPECT_EQ(b.argument, 2u);
+  EXPECT_EQ(select(&b, "select A from T order by A;"), "x|y");
+  EXPECT_EQ(b.argument, 2u);
+  EXPECT_EQ(select(&b, "select DNAME from DEPT where DEPTNO = 40;"), "ОПЕРАЦИИ");
+
+  uint32_t code;
+  select(&b, "select * from MISSING;", &code);
+  EXPECT_EQ(code, 2001u);
+  std::vector<char> text(4096);
+  std::memcpy(b.command, "GETE", 4);
+  b.position = 2001;
+  b.answer_length = 4096;
+  ASSERT_EQ(channel_call(&b, nullptr, nullptr, nullptr, text.data()), 0u);
+  EXPECT_NE(std::string(text.data(), b.answer_length).find("MISSING"), std::string::npos);
+
+  const uint16_t channel = b.channel;
+  std::memcpy(b.command, "CLOS", 4);
+  EXPECT_EQ(channel_call(&b, nullptr, nullptr, nullptr, nullptr), 0u);
+  EXPECT_EQ(b.channel, 0);
+  b.channel = channel;
+  select(&b, "select 1;", &code);
+  EXPECT_EQ(code, 1069u);
+}
+
+TEST_F(Kernel, LongStatementsAndLongAnswersCrossSeveralExchanges) {
+  RequestBlock b;
+  ASSERT_EQ(open(&b), 0u);
+  // 65,480 bytes of statement: MALL, MPUT and the final exchange.
+  const std::string sql = "select length('" + std::string(65460, 'a') + "');";
+  uint32_t code = 0;
+  EXPECT_EQ(select(&b, sql.c_str(), &code), "65460");
+  EXPECT_EQ(code, 0u);
+  // An answer of 65,502 bytes does not fit one exchange: MGET fetches it.
+  EXPECT_EQ(select(&b, "select printf('%.*c', 65500, 'w');"), std::string(65500, 'w'));
+  EXPECT_EQ(b.answer_length, 65502);
+  // The same with too small a buffer: 1014 and the length needed.
+  std::memcpy(b.command, "SLCT", 4);
+  std::vector<char> small(100);
+  b.answer_length = 100;
+  EXPECT_EQ(channel_call(&b, nullptr, "select printf('%.*c', 500, 'w');", nullptr, small.data()), 1014u);
+  EXPECT_EQ(b.answer_length, 502);
+}
+
+TEST_F(Kernel, KillInterruptsTheWaitingRequestOfAnotherSession) {
+  RequestBlock busy;
+  ASSERT_EQ(open(&busy), 0u);
+  std::memcpy(busy.command, "SLCT", 4);
+  busy.flags = REQUEST_ASYNC;
+  std::vector<char> answer(100);
+  busy.answer_length = 100;
+  ASSERT_EQ(channel_call(&busy, nullptr,
+                         "with recursive c(x) as (select 1 union all select x + 1 from c) select count(*) from c;",
+                         nullptr, answer.data(), [](RequestBlock*, void*, void*) {}),
+            0u);
+  // The query runs until it is killed; keep killing until the kernel has started it.
+  RequestBlock killer;
+  ASSERT_EQ(open(&killer), 0u);
+  while (channel_wait(&busy, 0) != 0) {
+    std::memcpy(killer.command, "KILL", 4);
+    killer.position = busy.channel;
+    ASSERT_EQ(channel_call(&killer, "", nullptr, nullptr, nullptr), 0u);
+    channel_wait(&busy, 1);
+  }
+  EXPECT_EQ(busy.return_code, 1071u);
+  EXPECT_NE(busy.flags & REQUEST_COMPLETED, 0u);
+}
+
+TEST_F(Kernel, ConcurrentClientsEachKeepTheirSession) {
+  constexpr int CLIENTS = 8;
+  std::vector<std::thread> threads;
+  std::vector<int> good(CLIENTS, 0);
+  for (int t = 0; t < CLIENTS; ++t) {
+    threads.emplace_back([t, &good] {
+      RequestBlock b;
+      if (open(&b) != 0) return;
+      for (int i = 0; i < 20; ++i) {
+        const std::string sql = "select " + std::to_string(t * 1000 + i) + ";";
+        if (select(&b, sql.c_str()) == std::to_string(t * 1000 + i)) ++good[t];
+      }
+    });
+  }
+  // A second process logs on at the same time: this test program again, running only the
+  // child's test (a forked copy of a process with threads must not use the channel).
+  const pid_t child = fork();
+  if (child == 0) {
+    setenv("TAVREL_TEST_CHILD", "1", 1);
+    execl("/proc/self/exe", "test_kernel", "--gtest_filter=KernelChild.LogsOnAndSelects", nullptr);
+    _exit(127);
+  }
+  for (auto& th : threads) th.join();
+  int status = -1;
+  waitpid(child, &status, 0);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  for (int t = 0; t < CLIENTS; ++t) EXPECT_EQ(good[t], 20) << t;
+}
+
+// The second client process of the test above; skipped when run on its own.
+TEST(KernelChild, LogsOnAndSelects) {
+  if (std::getenv("TAVREL_TEST_CHILD") == nullptr) GTEST_SKIP() << "runs as a child process only";
+  RequestBlock b{};
+  std::memcpy(b.command, "OPEN", 4);
+  std::memset(b.node, ' ', 8);
+  char codepage[] = "UTF-8";
+  ASSERT_EQ(channel_call(&b, "\"DEMO\"/\"DEMO\"", nullptr, codepage, nullptr), 0u);
+  std::memcpy(b.command, "SLCT", 4);
+  std::vector<uint8_t> answer(64);
+  b.answer_length = 64;
+  ASSERT_EQ(channel_call(&b, nullptr, "select 42;", nullptr, answer.data()), 0u);
+  ASSERT_GE(b.answer_length, 4);
+  EXPECT_EQ(std::string(reinterpret_cast<const char*>(&answer[2]), 2), "42");
+  channel_shutdown();
+}
+
+TEST_F(Kernel, SecondKernelOnTheSameInstanceIsRefused) {
+  int status = 0;
+  EXPECT_EQ(start_kernel(nullptr, &status), -1);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 3);
+  const pid_t other = start_kernel("second");
+  EXPECT_GT(other, 0);
+  setenv("TAVREL_MBX", "second", 1);
+  channel_set_option(7, nullptr, 0);
+  RequestBlock b;
+  EXPECT_EQ(open(&b), 0u);
+  unsetenv("TAVREL_MBX");
+  channel_set_option(7, nullptr, 0);
+  stop_kernel(other);
+}
+
+TEST_F(Kernel, SigtermRemovesTheEndpointAndTheRecord) {
+  ASSERT_TRUE(fs::exists(rundir + "/TavrelMailslot5"));
+  kill(pid, SIGTERM);
+  int status = -1;
+  waitpid(pid, &status, 0);
+  pid = -1;
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  EXPECT_FALSE(fs::exists(rundir + "/TavrelMailslot5"));
+  EXPECT_FALSE(fs::exists(rundir + "/TavrelProcessInfo"));
+}
+
+TEST_F(Kernel, MalformedFramesLeaveKernelAndSessionsAlive) {
+  RequestBlock b;
+  ASSERT_EQ(open(&b), 0u);
+  const int fd = socket(AF_UNIX, SOCK_DGRAM, 0);
+  sockaddr_un addr{};
+  addr.sun_family = AF_UNIX;
+  std::snprintf(addr.sun_path, sizeof addr.sun_path, "%s/TavrelMailslot5", rundir.c_str());
+  std::vector<std::vector<uint8_t>> junk = {{}, {1, 2, 3}, std::vector<uint8_t>(96, 0xFF),
+                                            std::vector<uint8_t>(200, 0x00), std::vector<uint8_t>(65528, 0x41)};
+  // A frame with the session's channel whose part lengths run past its end.
+  std::vector<uint8_t> lying(48 + 8 + 48, 0);
+  std::memcpy(&lying[4], &b, sizeof b);
+  std::memcpy(&lying[4 + 12], "SLCT", 4);
+  lying[48] = 0xFF;
+  lying[49] = 0xFF;
+  junk.push_back(lying);
+  for (const auto& j : junk) {
+    sendto(fd, j.data(), j.size(), 0, reinterpret_cast<sockaddr*>(&addr), sizeof addr);
+  }
+  close(fd);
+  uint32_t code = 0;
+  EXPECT_EQ(select(&b, "select 'alive';", &code), "alive");
+  EXPECT_EQ(code, 0u);
+}
+
+TEST_F(Kernel, KernelKilledWhileARequestWaits) {
+  RequestBlock b;
+  ASSERT_EQ(open(&b), 0u);
+  uint32_t code = 0;
+  std::thread waiting([&] {
+    select(&b, "with recursive c(x) as (select 1 union all select x + 1 from c) select count(*) from c;", &code);
+  });
+  std::this_thread::sleep_for(std::chrono::milliseconds(200));
+  stop_kernel(pid);
+  pid = -1;
+  waiting.join();
+  EXPECT_GE(code, 1001u);
+  EXPECT_LE(code, 1003u);
+  // No kernel: 1001. A new kernel: the channel attaches again.
+  RequestBlock again;
+  EXPECT_EQ(open(&again), 1001u);
+  pid = start_kernel();
+  ASSERT_GT(pid, 0);
+  EXPECT_EQ(open(&again), 0u);
+  EXPECT_EQ(select(&again, "select 'back';"), "back");
+}
+
+TEST_F(Kernel, KernelKilledWhileIdle) {
+  RequestBlock b;
+  ASSERT_EQ(open(&b), 0u);
+  stop_kernel(pid);
+  pid = -1;
+  uint32_t code = 0;
+  select(&b, "select 1;", &code);
+  EXPECT_GE(code, 1001u);
+  EXPECT_LE(code, 1003u);
+  pid = start_kernel();
+  ASSERT_GT(pid, 0);
+  EXPECT_EQ(open(&b), 0u);
+  EXPECT_EQ(select(&b, "select 2;"), "2");
+}
+
+}  // namespace
+}  // namespace tavrel
