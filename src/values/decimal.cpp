@@ -14,6 +14,7 @@
 
 #include <bit>
 #include <cstring>
+#include <utility>
 
 namespace tavrel {
 
@@ -271,27 +272,56 @@ Decimal decimal_mul(const Decimal& a, const Decimal& b) {
   // 5..8, 9..12, 13..15) the result is P's base-100 digits 5..19, which lie in limbs 1..4 of P
   // (digit 4, the lowest of limb 1, is dropped); anything above limb 4 is an integer part of
   // more than 20 digits. Every column below is at most four products under 10^16 plus a carry.
-  uint64_t w;
-  uint64_t x0, x1, x2, x3, y0, y1, y2, y3;
-  std::memcpy(&w, a.b + 1, 8);
-  word_to_limbs(w, &x0, &x1);
-  std::memcpy(&w, a.b + 8, 8);
-  word_to_limbs(w >> 8, &x2, &x3);
-  std::memcpy(&w, b.b + 1, 8);
-  word_to_limbs(w, &y0, &y1);
-  std::memcpy(&w, b.b + 8, 8);
-  word_to_limbs(w >> 8, &y2, &y3);
+  uint64_t wa_lo, wa_hi, wb_lo, wb_hi;
+  std::memcpy(&wa_lo, a.b + 1, 8);
+  std::memcpy(&wa_hi, a.b + 8, 8);
+  std::memcpy(&wb_lo, b.b + 1, 8);
+  std::memcpy(&wb_hi, b.b + 8, 8);
+  wa_hi >>= 8;  // bytes 9..15
+  wb_hi >>= 8;
+  // Let y be the operand whose high limbs are zero when one is (a magnitude below 10^6):
+  // the product then needs half the columns.
+  if (wa_hi == 0 && wb_hi != 0) {
+    std::swap(wa_lo, wb_lo);
+    std::swap(wa_hi, wb_hi);
+  }
+  uint64_t x0, x1, x2 = 0, x3 = 0, y0, y1;
+  word_to_limbs(wa_lo, &x0, &x1);
+  if (wa_hi != 0) word_to_limbs(wa_hi, &x2, &x3);
+  word_to_limbs(wb_lo, &y0, &y1);
 
-  uint64_t c = x0 * y0 / LIMB;
-  c += x0 * y1 + x1 * y0;
-  const uint64_t p1 = c % LIMB;
-  c = c / LIMB + x0 * y2 + x1 * y1 + x2 * y0;
-  const uint64_t p2 = c % LIMB;
-  c = c / LIMB + x0 * y3 + x1 * y2 + x2 * y1 + x3 * y0;
-  const uint64_t p3 = c % LIMB;
-  c = c / LIMB + x1 * y3 + x2 * y2 + x3 * y1;
-  const uint64_t p4 = c % LIMB;
-  if (c / LIMB + x2 * y3 + x3 * y2 + x3 * y3 != 0) return overflow_of(negative);
+  uint64_t p1, p2, p3, p4;
+  if ((wa_hi | wb_hi) == 0) {
+    // Both below 10^6: the product is below 10^12 and its top limb is empty.
+    uint64_t c = x0 * y0 / LIMB + x0 * y1 + x1 * y0;
+    p1 = c % LIMB;
+    c = c / LIMB + x1 * y1;
+    p2 = c % LIMB;
+    p3 = c / LIMB;
+    p4 = 0;
+  } else if (wb_hi == 0) {
+    uint64_t c = x0 * y0 / LIMB + x0 * y1 + x1 * y0;
+    p1 = c % LIMB;
+    c = c / LIMB + x1 * y1 + x2 * y0;
+    p2 = c % LIMB;
+    c = c / LIMB + x2 * y1 + x3 * y0;
+    p3 = c % LIMB;
+    c = c / LIMB + x3 * y1;
+    if (c >= LIMB) return overflow_of(negative);
+    p4 = c;
+  } else {
+    uint64_t y2, y3;
+    word_to_limbs(wb_hi, &y2, &y3);
+    uint64_t c = x0 * y0 / LIMB + x0 * y1 + x1 * y0;
+    p1 = c % LIMB;
+    c = c / LIMB + x0 * y2 + x1 * y1 + x2 * y0;
+    p2 = c % LIMB;
+    c = c / LIMB + x0 * y3 + x1 * y2 + x2 * y1 + x3 * y0;
+    p3 = c % LIMB;
+    c = c / LIMB + x1 * y3 + x2 * y2 + x3 * y1;
+    if (c >= LIMB || x2 * y3 + x3 * y2 + x3 * y3 != 0) return overflow_of(negative);
+    p4 = c;
+  }
 
   // Limbs 1..4 give sixteen digits, P's digits 4..19; laid out as a record, the dropped digit
   // 4 falls on the state byte.

@@ -32,45 +32,55 @@ Decimal decimal_from_text(std::string_view text) {
     negative = *p == '-';
     ++p;
   }
-  // One pass to check the characters and find the point.
-  const char* point = nullptr;
-  for (const char* q = p; q < end; ++q) {
-    if (is_digit(*q)) continue;
-    if (*q != '.' || point != nullptr) return invalid_decimal();
-    point = q;
-  }
-  if (point == nullptr) point = end;
+  const auto* found = static_cast<const char*>(std::memchr(p, '.', static_cast<size_t>(end - p)));
+  const char* point = found != nullptr ? found : end;
   const char* fraction = point < end ? point + 1 : end;
   if (point == p && fraction == end) return invalid_decimal();  // no digit at all
 
+  // Digits are taken two at a time; any character that is not a digit (a second point
+  // included) shows up as a value above 9 and makes the text invalid at the end.
   Decimal d{};
+  unsigned bad = 0;
+  unsigned any = 0;
   bool overflow = false;
-  uint8_t any = 0;
-  // Integer digits from the point leftwards: pairs into bytes 6, 7, ..., the second digit
-  // of a pair counting tens.
-  int pos = 0;
-  for (const char* q = point; q > p; ++pos) {
-    const auto digit = static_cast<uint8_t>(*--q - '0');
-    if (pos < DECIMAL_INT_DIGITS) {
-      uint8_t& byte = d.b[DECIMAL_UNITS + pos / 2];
-      byte = static_cast<uint8_t>(byte + ((pos & 1) ? digit * 10 : digit));
-      any |= digit;
-    } else if (digit != 0) {
-      overflow = true;
-    }
+  auto digit = [&bad](char c) {
+    const auto v = static_cast<unsigned>(static_cast<uint8_t>(c - '0'));
+    bad |= static_cast<unsigned>(v > 9);
+    return v;
+  };
+  // Integer digits from the point leftwards: pairs into bytes 6, 7, ..., 15.
+  const char* q = point;
+  int byte = DECIMAL_UNITS;
+  for (; q - p >= 2 && byte <= DECIMAL_TOP; q -= 2) {
+    const unsigned units = digit(q[-1]);
+    const unsigned tens = digit(q[-2]);
+    d.b[byte++] = static_cast<uint8_t>(tens * 10 + units);
+    any |= tens | units;
   }
-  // Fraction digits from the point rightwards into bytes 5, 4, ..., 1.
-  pos = 0;
-  for (const char* q = fraction; q < end; ++q, ++pos) {
-    const auto digit = static_cast<uint8_t>(*q - '0');
-    if (pos < DECIMAL_SCALE) {
-      uint8_t& byte = d.b[5 - pos / 2];
-      byte = static_cast<uint8_t>(byte + ((pos & 1) ? digit : digit * 10));
-      any |= digit;
-    } else if (digit != 0) {
-      overflow = true;
-    }
+  if (q > p && byte <= DECIMAL_TOP) {
+    const unsigned units = digit(*--q);
+    d.b[byte] = static_cast<uint8_t>(units);
+    any |= units;
   }
+  // Beyond the twentieth integer digit only zeros are allowed.
+  while (q > p) overflow |= digit(*--q) != 0;
+  // Fraction digits from the point rightwards: pairs into bytes 5, 4, ..., 1.
+  const char* f = fraction;
+  byte = DECIMAL_FRACTION_FIRST + 4;
+  for (; end - f >= 2 && byte >= DECIMAL_FRACTION_FIRST; f += 2) {
+    const unsigned tens = digit(f[0]);
+    const unsigned units = digit(f[1]);
+    d.b[byte--] = static_cast<uint8_t>(tens * 10 + units);
+    any |= tens | units;
+  }
+  if (f < end && byte >= DECIMAL_FRACTION_FIRST) {
+    const unsigned tens = digit(*f++);
+    d.b[byte] = static_cast<uint8_t>(tens * 10);
+    any |= tens;
+  }
+  // Beyond the tenth decimal only zeros are allowed: the reader never rounds.
+  for (; f < end; ++f) overflow |= digit(*f) != 0;
+  if (bad != 0) return invalid_decimal();
   if (overflow) {
     decimal_set_state(d, negative ? DEC_NEG_OVERFLOW : DEC_POS_OVERFLOW);
   } else if (any != 0) {
