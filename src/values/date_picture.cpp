@@ -122,9 +122,12 @@ const PictureElement* match_element(const PictureElement (&table)[N], std::strin
       c != 'F')
     return nullptr;
   const PictureElement* best = nullptr;
-  for (const PictureElement& e : table)
+  for (const PictureElement& e : table) {
+    // Most elements differ in the first letter: test it before the whole element.
+    if (upper(e.text[0]) != c) continue;
     if ((best == nullptr || e.text.size() > best->text.size()) && element_at(picture, pos, e.text))
       best = &e;
+  }
   return best;
 }
 
