@@ -54,8 +54,22 @@ T set -g status off
 shell "stty -g > $work/stty.before"
 wait_for 5 test -s "$work/stty.before" || fail "the shell in the pane did not start"
 
+# Under Wine the console host, not the program, gives the terminal its modes back, a
+# moment after the program ends; were the shell to read its next line before that, it
+# would take the raw modes for its own. So under Wine the command waits (up to 20 s) for
+# the modes it started with; a terminal never restored still fails the check below.
 if ((wine)); then
-  run="wine $bin"
+  run="$work/settle.sh wine $bin"
+  cat > "$work/settle.sh" <<'EOF_SETTLE'
+#!/bin/sh
+modes=$(stty -g)
+"$@"
+status=$?
+i=0
+while [ "$(stty -g)" != "$modes" ] && [ $i -lt 200 ]; do sleep 0.1; i=$((i + 1)); done
+exit $status
+EOF_SETTLE
+  chmod +x "$work/settle.sh"
 else
   run="$bin"
 fi
