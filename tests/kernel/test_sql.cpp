@@ -1,0 +1,246 @@
+// tavrel-sql against a real tavrel-kernel --demo in a private run directory: statements from
+// -c and from standard input, the printed rows, kernel errors on standard error and the exit
+// status.
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+namespace tavrel {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct SqlRun {
+  int status;  // exit status, -1 when the program did not exit by itself
+  std::string out;
+  std::string err;
+};
+
+class Sql : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    char pattern[] = "/tmp/tavrel-sql-test-XXXXXX";
+    ASSERT_NE(mkdtemp(pattern), nullptr);
+    rundir = pattern;
+    setenv("TAVREL_RUNDIR", rundir.c_str(), 1);
+    unsetenv("TAVREL_MBX");
+    pid = start_kernel();
+    ASSERT_GT(pid, 0);
+  }
+  void TearDown() override {
+    if (pid > 0) {
+      kill(pid, SIGKILL);
+      waitpid(pid, nullptr, 0);
+    }
+    std::error_code ignored;
+    fs::remove_all(rundir, ignored);
+  }
+
+  // Starts a kernel on the test's database and waits (generously) until it serves.
+  pid_t start_kernel() {
+    const pid_t child = fork();
+    if (child == 0) {
+      // A kernel never outlives the test that started it.
+      prctl(PR_SET_PDEATHSIG, SIGKILL);
+      const std::string db = rundir + "/kernel.db";
+      execl(TAVREL_KERNEL_PATH, "tavrel-kernel", "--db", db.c_str(), "--demo", nullptr);
+      _exit(127);
+    }
+    const std::string record = rundir + "/TavrelProcessInfo";
+    for (int i = 0; i < 600; ++i) {
+      if (record_pid(record) == static_cast<uint32_t>(child)) return child;
+      if (waitpid(child, nullptr, WNOHANG) == child) return -1;
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    return -1;
+  }
+  static uint32_t record_pid(const std::string& path) {
+    FILE* f = std::fopen(path.c_str(), "rb");
+    if (f == nullptr) return 0;
+    unsigned char bytes[4] = {};
+    const size_t n = std::fread(bytes, 1, 4, f);
+    std::fclose(f);
+    return n == 4 ? bytes[0] | bytes[1] << 8 | bytes[2] << 16 | static_cast<uint32_t>(bytes[3]) << 24 : 0;
+  }
+  std::string read_file(const std::string& path) const {
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+  }
+
+  // Runs tavrel-sql with the arguments and input; output and errors go through files, so
+  // that no pipe can fill up. A run that hangs is killed after two minutes.
+  SqlRun sql(std::vector<std::string> args, const std::string& input = "") {
+    const std::string in = rundir + "/in", out = rundir + "/out", err = rundir + "/err";
+    std::ofstream(in, std::ios::binary) << input;
+    args.insert(args.begin(), "tavrel-sql");
+    const pid_t child = fork();
+    if (child == 0) {
+      prctl(PR_SET_PDEATHSIG, SIGKILL);
+      std::vector<char*> argv;
+      for (std::string& a : args) argv.push_back(a.data());
+      argv.push_back(nullptr);
+      const int fds[3] = {open(in.c_str(), O_RDONLY), open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600),
+                          open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600)};
+      for (int i = 0; i < 3; ++i) {
+        if (fds[i] < 0 || dup2(fds[i], i) < 0) _exit(126);
+      }
+      execv(TAVREL_SQL_PATH, argv.data());
+      _exit(127);
+    }
+    SqlRun run{-1, "", ""};
+    int status = 0;
+    for (int i = 0; i < 2400; ++i) {
+      if (waitpid(child, &status, WNOHANG) == child) {
+        if (WIFEXITED(status)) run.status = WEXITSTATUS(status);
+        run.out = read_file(out);
+        run.err = read_file(err);
+        return run;
+      }
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    ADD_FAILURE() << "tavrel-sql did not finish";
+    return run;
+  }
+
+  std::string rundir;
+  pid_t pid = -1;
+};
+
+TEST_F(Sql, RunsEachCommandLineStatementAndPrintsItsRows) {
+  const SqlRun r = sql({"-U", "DEMO/DEMO", "-c", "select DEPTNO, DNAME, LOC from DEPT where DEPTNO in (10, 40) order by 1;",
+                     "-c", "select ENAME, null, SAL from EMP where EMPNO = 7900;", "-c",
+                     "select 'a|b', ''; select 'two statements in one text', 2;", "-c", "select 'no semicolon'"});
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out,
+            "10 | ACCOUNTING | NEW YORK\n"
+            "40 | ОПЕРАЦИИ | МОСКВА\n"
+            "ИВАНОВ |  | 950\n"
+            "a|b | \n"
+            "two statements in one text | 2\n"
+            "no semicolon\n");
+  EXPECT_EQ(r.err, "");
+}
+
+TEST_F(Sql, ReadsStatementsEndingWithSemicolonFromStandardInput) {
+  const std::string input =
+      "create table NOTE(ID integer, TEXT varchar(40));\n"
+      "insert into NOTE values(1, 'semicolon; inside'), -- a comment; with a semicolon\n"
+      "  (2, 'Привет, мир');\n"
+      "/* a block comment; also with one */ insert into NOTE values(3, 'it''s');\n"
+      "\n"
+      "select ID, TEXT\n"
+      "  from NOTE order by ID;\n"
+      "select count(*) as \"quoted;name\" from NOTE";
+  const SqlRun r = sql({"-U", "DEMO/DEMO"}, input);
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out,
+            "1 | semicolon; inside\n"
+            "2 | Привет, мир\n"
+            "3 | it's\n"
+            "3\n");
+  EXPECT_EQ(r.err, "");
+}
+
+TEST_F(Sql, CharColumnsLoseTrailingBlanks) {
+  const SqlRun setup = sql({"-U", "DEMO/DEMO", "-c", "create table PAD(C char(10), V varchar(10), T text);", "-c",
+                            "insert into PAD values('ab   ', 'cd   ', printf('%.*c', 1000, 'x'));"});
+  ASSERT_EQ(setup.status, 0) << setup.err;
+  EXPECT_EQ(setup.out, "");
+
+  // A select whose rows all come with the first answer, one that is no plain select, and
+  // 100 rows of more than 1,000 bytes, which outlast the first answer and come with GETN.
+  const SqlRun r = sql({"-U", "DEMO/DEMO", "-c", "select C, V, C || '.' from PAD -- the columns; all of them",
+                        "-c", "pragma table_info(PAD);", "-c",
+                        "with recursive N(I) as (select 1 union all select I + 1 from N where I < 100) "
+                        "select I, C, V, T from N, PAD order by I;"});
+  EXPECT_EQ(r.status, 0) << r.err;
+  const std::string small =
+      "ab | cd    | ab   .\n"
+      "0 | C | char(10) | 0 |  | 0\n"
+      "1 | V | varchar(10) | 0 |  | 0\n"
+      "2 | T | TEXT | 0 |  | 0\n";
+  ASSERT_EQ(r.out.substr(0, small.size()), small);
+  // The long lines are compared one by one, so that a failure names the first that differs.
+  std::istringstream rest(r.out.substr(small.size()));
+  std::string line;
+  int count = 0;
+  while (std::getline(rest, line)) {
+    ++count;
+    const std::string expected = std::to_string(count) + " | ab | cd    | " + std::string(1000, 'x');
+    if (line != expected) {
+      ADD_FAILURE() << "line " << count << " of the long select differs: " << line.substr(0, 40);
+      break;
+    }
+  }
+  EXPECT_EQ(count, 100);
+  EXPECT_EQ(r.err, "");
+}
+
+TEST_F(Sql, KernelErrorsGoToStandardErrorWithTheKernelsText) {
+  const SqlRun r = sql({"-U", "DEMO/DEMO", "-c", "select * from MISSING_TABLE;", "-c", "select 'after the error';"});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.out, "after the error\n");
+  EXPECT_EQ(r.err.rfind("error 2001: Ошибка в SQL-операторе", 0), 0u) << r.err;
+  EXPECT_NE(r.err.find("MISSING_TABLE"), std::string::npos) << r.err;
+  EXPECT_EQ(r.err.back(), '\n');
+
+  const SqlRun dup = sql({"-U", "DEMO/DEMO"}, "insert into DEPT values(10, 'AGAIN', 'HERE');\nselect 'still here';\n");
+  EXPECT_EQ(dup.status, 1);
+  EXPECT_EQ(dup.out, "still here\n");
+  EXPECT_EQ(dup.err.rfind("error 2003: Нарушено ограничение целостности", 0), 0u) << dup.err;
+}
+
+TEST_F(Sql, RefusedLogonsEndWithStatusOne) {
+  struct Case {
+    std::vector<std::string> args;
+    std::string err;
+  } cases[] = {
+      {{"-U", "DEMO/wrong", "-c", "select 1;"}, "error 1026: Неверный пароль\n"},
+      {{"-U", "NOBODY/DEMO", "-c", "select 1;"}, "error 1025: Неверное имя пользователя\n"},
+  };
+  for (const Case& c : cases) {
+    const SqlRun r = sql(c.args);
+    EXPECT_EQ(r.status, 1) << c.args[1];
+    EXPECT_EQ(r.out, "") << c.args[1];
+    EXPECT_EQ(r.err, c.err) << c.args[1];
+  }
+  // A node without an agent to reach it: the channel's own code.
+  const SqlRun remote = sql({"-N", "FARAWAY", "-U", "DEMO/DEMO", "-c", "select 1;"});
+  EXPECT_EQ(remote.status, 1);
+  EXPECT_EQ(remote.out, "");
+  EXPECT_EQ(remote.err.rfind("error 1001: ", 0), 0u) << remote.err;
+}
+
+TEST_F(Sql, BadArgumentsEndWithStatusTwo) {
+  const std::vector<std::vector<std::string>> cases = {
+      {"-c", "select 1;"}, {"-U", "DEMO"}, {"-U", "DEMO/DEMO", "-x"}, {"-U", "DEMO/DEMO", "-c"},
+      {"-N", "LONGER_THAN_8", "-U", "DEMO/DEMO"},
+  };
+  for (const auto& args : cases) {
+    const SqlRun r = sql(args, "select 1;");
+    EXPECT_EQ(r.status, 2) << args[0] << " " << args[1];
+    EXPECT_EQ(r.out, "");
+    EXPECT_NE(r.err.find("usage: tavrel-sql"), std::string::npos) << r.err;
+  }
+}
+
+}  // namespace
+}  // namespace tavrel

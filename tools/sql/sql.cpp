@@ -1,0 +1,362 @@
+// tavrel-sql: runs SQL statements on a kernel through the channel.
+//   tavrel-sql [-N NODE] -U USER/PASSWORD [-c "STATEMENT;"]...
+// Runs the statements of every -c text, or with none those read from standard input, each
+// ending with a ";" outside quotes and comments (a last one without ";" is run as well). Rows
+// are printed one per line, columns separated by " | ", NULL as nothing, CHAR columns (by
+// DESC's declared types) without their trailing blanks. Text is UTF-8 both ways: the session
+// opens with the code page UTF-8. A failed statement prints "error CODE: TEXT" on standard
+// error (the kernel's GETE text) and the next statement runs. Exit status 0 when everything
+// ran, 1 after any error, 2 for bad arguments.
+#include <cstdio>
+#include <cstring>
+#include <iostream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "channel/channel.h"
+#include "channel/framing.h"
+#include "kernel/errors.h"
+
+namespace {
+
+using namespace tavrel;
+
+constexpr uint16_t ANSWER_CAPACITY = 65535;
+constexpr uint16_t TEXT_CAPACITY = 4096;
+constexpr size_t NODE_MAX = 8;
+constexpr size_t CONNECT_MAX = 269;     // what OPEN sends of a connect string
+constexpr size_t STATEMENT_MAX = 65535; // one request part
+constexpr uint16_t NULL_LENGTH = 0xFFFF;
+constexpr int EXIT_ERROR = 1;
+constexpr int EXIT_USAGE = 2;
+
+struct Options {
+  std::string node;
+  std::string connect;
+  std::vector<std::string> texts;
+};
+
+struct Session {
+  RequestBlock block{};
+  bool open = false;
+  std::vector<uint8_t> answer = std::vector<uint8_t>(ANSWER_CAPACITY);
+};
+
+// One column value of a row in an answer.
+struct Field {
+  std::string_view text;
+  bool null;
+};
+
+// One statement splitter per text: quotes and comments hide the ";" inside them.
+struct Splitter {
+  std::string pending;
+  char quote = 0;  // ' or " while inside a quoted text
+  bool line_comment = false;
+  bool block_comment = false;
+  char previous = 0;  // the last character of the current state, for "--", "/*" and "*/"
+};
+
+int usage(const char* message) {
+  if (message != nullptr) std::fprintf(stderr, "tavrel-sql: %s\n", message);
+  std::fprintf(stderr, "usage: tavrel-sql [-N NODE] -U USER/PASSWORD [-c \"STATEMENT;\"]...\n");
+  return EXIT_USAGE;
+}
+
+bool only_blanks(std::string_view text) {
+  for (char c : text) {
+    if (c != ' ' && c != '\t' && c != '\r' && c != '\n') return false;
+  }
+  return true;
+}
+
+// "USER/PASSWORD" becomes the quoted "USER"/"PASSWORD" of OPEN; a quoted one is kept.
+bool connect_string(const std::string& text, std::string* out) {
+  if (!text.empty() && text.front() == '"') {
+    *out = text;
+  } else {
+    const size_t slash = text.find('/');
+    if (slash == 0 || slash == std::string::npos) return false;
+    *out = "\"" + text.substr(0, slash) + "\"/\"" + text.substr(slash + 1) + "\"";
+  }
+  return out->size() <= CONNECT_MAX;
+}
+
+int parse_options(int argc, char** argv, Options* options) {
+  std::string user;
+  for (int i = 1; i < argc; ++i) {
+    const std::string_view arg = argv[i];
+    if ((arg == "-N" || arg == "-U" || arg == "-c") && i + 1 == argc) return usage("an option lacks its value");
+    if (arg == "-N") {
+      options->node = argv[++i];
+      if (options->node.size() > NODE_MAX) return usage("a node name has at most 8 characters");
+    } else if (arg == "-U") {
+      user = argv[++i];
+    } else if (arg == "-c") {
+      options->texts.emplace_back(argv[++i]);
+    } else {
+      return usage(nullptr);
+    }
+  }
+  if (user.empty()) return usage("-U USER/PASSWORD is required");
+  if (!connect_string(user, &options->connect)) return usage("-U takes USER/PASSWORD");
+  return 0;
+}
+
+// Feeds text to the splitter and appends each statement it completes (with its ";").
+void split_feed(Splitter* s, std::string_view text, std::vector<std::string>* out) {
+  for (char c : text) {
+    s->pending += c;
+    const char previous = s->previous;
+    s->previous = c;
+    if (s->quote != 0) {
+      if (c == s->quote) s->quote = 0;
+    } else if (s->line_comment) {
+      if (c == '\n') s->line_comment = false;
+    } else if (s->block_comment) {
+      if (previous == '*' && c == '/') {
+        s->block_comment = false;
+        s->previous = 0;
+      }
+    } else if (c == '\'' || c == '"') {
+      s->quote = c;
+    } else if (previous == '-' && c == '-') {
+      s->line_comment = true;
+    } else if (previous == '/' && c == '*') {
+      s->block_comment = true;
+      s->previous = 0;  // "/*/" does not close the comment
+    } else if (c == ';') {
+      if (!only_blanks(std::string_view(s->pending).substr(0, s->pending.size() - 1))) out->push_back(s->pending);
+      s->pending.clear();
+    }
+  }
+}
+
+// The unfinished statement at the end of a text, given its ";".
+void split_finish(Splitter* s, std::vector<std::string>* out) {
+  if (!only_blanks(s->pending)) out->push_back(s->pending + (s->line_comment ? "\n;" : ";"));
+  *s = Splitter{};
+}
+
+// The channel's own codes, which no kernel can explain.
+const char* channel_text(uint32_t code) {
+  switch (code) {
+    case CHANNEL_UNKNOWN_COMMAND: return "Неизвестная команда";
+    case CHANNEL_NOT_REACHED: return "Ядро СУБД недоступно";
+    case CHANNEL_EXCHANGE_FAILED: return "Сбой обмена с ядром СУБД";
+    case CHANNEL_SEND_FAILED: return "Запрос не передан ядру СУБД";
+    case CHANNEL_CONNECTION_LOST: return "Связь с ядром СУБД потеряна";
+    case CHANNEL_NO_SEMICOLON_1:
+    case CHANNEL_NO_SEMICOLON_2:
+    case CHANNEL_NO_SEMICOLON_3: return "Нет \";\" в тексте запроса";
+    case CHANNEL_ANSWER_TOO_LONG: return "Ответ не помещается в буфер";
+    case CHANNEL_MISSING_BUFFER: return "Не задан буфер запроса";
+    default: return nullptr;
+  }
+}
+
+// The text of a code: the session's GETE when there is a session and the kernel has a
+// text, else the kernel's and the channel's own tables.
+std::string error_text(Session* s, uint32_t code) {
+  if (s->open) {
+    RequestBlock b = s->block;
+    std::memcpy(b.command, "GETE", 4);
+    b.position = code;
+    b.answer_length = TEXT_CAPACITY;
+    std::vector<char> text(TEXT_CAPACITY);
+    if (channel_call(&b, nullptr, nullptr, nullptr, text.data()) == 0 && b.answer_length != 0) {
+      return std::string(text.data(), b.answer_length);
+    }
+  }
+  if (const char* text = kernel_error_text(code)) return text;
+  if (const char* text = channel_text(code)) return text;
+  return "Неизвестная ошибка";
+}
+
+void report(Session* s, uint32_t code) {
+  const std::string text = error_text(s, code);
+  std::fflush(stdout);
+  std::fprintf(stderr, "error %u: %s\n", code, text.c_str());
+  std::fflush(stderr);
+}
+
+// Splits an answer of rows into its fields; false when a length runs past the end.
+bool split_fields(const uint8_t* data, size_t length, std::vector<Field>* out) {
+  out->clear();
+  size_t p = 0;
+  while (p < length) {
+    if (length - p < 2) return false;
+    const uint16_t n = get_u16(data + p);
+    p += 2;
+    if (n == NULL_LENGTH) {
+      out->push_back({{}, true});
+      continue;
+    }
+    if (length - p < n) return false;
+    out->push_back({{reinterpret_cast<const char*>(data + p), n}, false});
+    p += n;
+  }
+  return true;
+}
+
+// CHAR, CHARACTER and NCHAR, with or without a length; VARCHAR is not blank-padded.
+bool is_char_type(std::string_view type) {
+  std::string word;
+  for (char c : type) {
+    if (c == '(' || c == ' ') break;
+    word += static_cast<char>(c >= 'a' && c <= 'z' ? c - 'a' + 'A' : c);
+  }
+  return word == "CHAR" || word == "CHARACTER" || word == "NCHAR";
+}
+
+// Which columns of the session's open select are CHAR, from DESC. Returns DESC's code;
+// char_columns stays empty unless it is 0.
+uint32_t describe(const Session& s, std::vector<bool>* char_columns) {
+  RequestBlock b = s.block;
+  std::memcpy(b.command, "DESC", 4);
+  b.answer_length = ANSWER_CAPACITY;
+  std::vector<uint8_t> answer(ANSWER_CAPACITY);
+  const uint32_t code = channel_call(&b, nullptr, nullptr, nullptr, answer.data());
+  if (code != 0) return code;
+  std::vector<Field> fields;
+  if (!split_fields(answer.data(), b.answer_length, &fields) || fields.size() != size_t{b.argument} * 2) {
+    return CHANNEL_EXCHANGE_FAILED;
+  }
+  for (size_t i = 1; i < fields.size(); i += 2) char_columns->push_back(is_char_type(fields[i].text));
+  return 0;
+}
+
+// The kernel closes a select once it has read past its last row, so one whose rows all came
+// with the first answer cannot be described any more. Its column types then come from the
+// same select run once more inside "select * from (...) limit 1", stopped at its first row
+// (an answer capacity of one byte: the kernel then answers 1014 and keeps the select open).
+// A statement that is no plain select cannot be wrapped and gets no types.
+std::vector<bool> describe_again(const Session& s, const std::string& statement) {
+  const std::string wrapped = "select * from (\n" + statement.substr(0, statement.size() - 1) + "\n) limit 1;";
+  if (wrapped.size() > STATEMENT_MAX) return {};
+  RequestBlock b = s.block;
+  std::memcpy(b.command, "SLCT", 4);
+  b.answer_length = 1;
+  uint8_t first = 0;
+  const uint32_t code = channel_call(&b, nullptr, wrapped.c_str(), nullptr, &first);
+  std::vector<bool> char_columns;
+  if (code == 0 || code == CHANNEL_ANSWER_TOO_LONG) describe(s, &char_columns);
+  return char_columns;
+}
+
+// Prints the rows of one answer; false when the answer does not hold whole rows.
+bool print_rows(const Session& s, size_t* columns, const std::vector<bool>& char_columns) {
+  std::vector<Field> fields;
+  const uint32_t rows = s.block.argument;
+  if (!split_fields(s.answer.data(), s.block.answer_length, &fields) || rows == 0) return false;
+  // Every row has the same columns, so the first answer tells how many when DESC did not.
+  if (*columns == 0) *columns = fields.size() / rows;
+  if (*columns == 0 || fields.size() != size_t{rows} * *columns) return false;
+  std::string line;
+  for (size_t r = 0; r < rows; ++r) {
+    line.clear();
+    for (size_t c = 0; c < *columns; ++c) {
+      const Field& f = fields[r * *columns + c];
+      std::string_view text = f.text;
+      if (c < char_columns.size() && char_columns[c]) {
+        while (!text.empty() && text.back() == ' ') text.remove_suffix(1);
+      }
+      if (c != 0) line += " | ";
+      line += text;
+    }
+    line += '\n';
+    std::fwrite(line.data(), 1, line.size(), stdout);
+  }
+  return true;
+}
+
+// Runs one statement (with its ";") as a select and prints its rows; a statement that gives
+// no rows ends with code 2 at once. Returns 0 or the failing code.
+uint32_t run_statement(Session* s, const std::string& statement) {
+  // A request part's length is 16 bits wide: a longer statement is not sent at all.
+  if (statement.size() > STATEMENT_MAX) return CHANNEL_SEND_FAILED;
+  std::memcpy(s->block.command, "SLCT", 4);
+  s->block.answer_length = ANSWER_CAPACITY;
+  uint32_t code = channel_call(&s->block, nullptr, statement.c_str(), nullptr, s->answer.data());
+  if (code == KERNEL_END_OF_DATA) return 0;
+  if (code != 0) return code;
+
+  std::vector<bool> char_columns;
+  const uint32_t described = describe(*s, &char_columns);
+  const bool more = described != KERNEL_NO_SELECT;
+  if (!more) char_columns = describe_again(*s, statement);
+  size_t columns = char_columns.size();
+  for (;;) {
+    if (!print_rows(*s, &columns, char_columns)) return CHANNEL_EXCHANGE_FAILED;
+    if (!more) return 0;
+    std::memcpy(s->block.command, "GETN", 4);
+    s->block.answer_length = ANSWER_CAPACITY;
+    code = channel_call(&s->block, nullptr, nullptr, nullptr, s->answer.data());
+    // The kernel closes the select as soon as it has read past the last row, so the end
+    // shows either as "no more rows" or as "no open select".
+    if (code == KERNEL_END_OF_DATA || code == KERNEL_NO_SELECT) return 0;
+    if (code != 0) return code;
+  }
+}
+
+int run_all(Session* s, const std::vector<std::string>& statements) {
+  int status = 0;
+  for (const std::string& statement : statements) {
+    if (const uint32_t code = run_statement(s, statement)) {
+      report(s, code);
+      status = EXIT_ERROR;
+    }
+  }
+  std::fflush(stdout);
+  return status;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Options options;
+  if (const int rc = parse_options(argc, argv, &options)) return rc;
+
+  Session s;
+  std::memset(s.block.node, ' ', NODE_MAX);
+  std::memcpy(s.block.node, options.node.data(), options.node.size());
+  std::memcpy(s.block.command, "OPEN", 4);
+  char codepage[] = "UTF-8";
+  if (const uint32_t code = channel_call(&s.block, options.connect.c_str(), nullptr, codepage, nullptr)) {
+    report(&s, code);
+    channel_shutdown();
+    return EXIT_ERROR;
+  }
+  s.open = true;
+
+  int status = 0;
+  if (!options.texts.empty()) {
+    for (const std::string& text : options.texts) {
+      Splitter splitter;
+      std::vector<std::string> statements;
+      split_feed(&splitter, text, &statements);
+      split_finish(&splitter, &statements);
+      if (run_all(&s, statements) != 0) status = EXIT_ERROR;
+    }
+  } else {
+    // Each statement runs as soon as its ";" has been read.
+    Splitter splitter;
+    std::string line;
+    std::vector<std::string> statements;
+    while (std::getline(std::cin, line)) {
+      line += '\n';
+      statements.clear();
+      split_feed(&splitter, line, &statements);
+      if (run_all(&s, statements) != 0) status = EXIT_ERROR;
+    }
+    statements.clear();
+    split_finish(&splitter, &statements);
+    if (run_all(&s, statements) != 0) status = EXIT_ERROR;
+  }
+
+  std::memcpy(s.block.command, "CLOS", 4);
+  channel_call(&s.block, nullptr, nullptr, nullptr, nullptr);
+  channel_shutdown();
+  return status;
+}
