@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/terminal_glyphs.h"
+#include "channel/unicode.h"
 #include "platform/terminal_writer.h"
 
 namespace {
@@ -155,7 +155,7 @@ struct CursesTerminal {
     return total;
   }
   void set_cell(int c, int r, ConsoleCell cell) {
-    wchar_t text[2] = {static_cast<wchar_t>(tavrel::TERM_CP866_GLYPHS[cell.ch]), 0};
+    wchar_t text[2] = {static_cast<wchar_t>(tavrel::cp866_display_code_point(cell.ch)), 0};
     cchar_t cc;
     setcchar(&cc, text, A_NORMAL, static_cast<short>(cell.attr + 1), nullptr);
     mvadd_wch(r, c, &cc);
@@ -165,7 +165,7 @@ struct CursesTerminal {
       for (int c = 0; c < COLUMNS; ++c) {
         // The bottom-right cell would scroll a curses window: insert it instead.
         if (r == ROWS - 1 && c == COLUMNS - 1) {
-          wchar_t text[2] = {static_cast<wchar_t>(tavrel::TERM_CP866_GLYPHS[s.back().ch]), 0};
+          wchar_t text[2] = {static_cast<wchar_t>(tavrel::cp866_display_code_point(s.back().ch)), 0};
           cchar_t ch;
           setcchar(&ch, text, A_NORMAL, static_cast<short>(s.back().attr + 1), nullptr);
           mvins_wch(r, c, &ch);

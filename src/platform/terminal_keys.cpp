@@ -7,7 +7,7 @@
 
 #include <array>
 
-#include "platform/terminal_glyphs.h"
+#include "channel/unicode.h"
 
 namespace tavrel {
 
@@ -347,7 +347,7 @@ bool coded_char_record(int code_point, uint32_t control, InputRecord* rec) {
     rec->control_state |= control;
     return true;
   }
-  int c = term_cp866_of_code_point(static_cast<uint32_t>(code_point));
+  int c = unicode_to_cp866(static_cast<uint32_t>(code_point));
   if (c < 0x20 || c == 0x7F) return false;
   *rec = term_char_record(static_cast<uint8_t>(c), control);
   if ((control & CK_LEFT_CTRL) && ((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'))) {
@@ -414,7 +414,7 @@ void decode_plain(const uint8_t* data, size_t size, bool final, TermDecodeResult
     return;
   }
   uint32_t cp = 0;
-  int n = term_utf8_decode(data, size, &cp);
+  int n = utf8_decode(std::string_view(reinterpret_cast<const char*>(data), size), &cp);
   if (n == 0) {
     if (final) {
       out->status = TERM_DECODE_REJECT;
@@ -424,11 +424,11 @@ void decode_plain(const uint8_t* data, size_t size, bool final, TermDecodeResult
     }
     return;
   }
-  int c = n > 0 ? term_cp866_of_code_point(cp) : -1;
+  // Malformed UTF-8 arrives as U+FFFD, which no cell shows: dropped like any such character.
+  int c = unicode_to_cp866(cp);
   if (c < 0x20) {
-    // Malformed UTF-8, or a character no cell shows: dropped.
     out->status = TERM_DECODE_REJECT;
-    out->consumed = n > 0 ? n : 1;
+    out->consumed = n;
     return;
   }
   InputRecord rec = term_char_record(static_cast<uint8_t>(c), 0);

@@ -7,7 +7,7 @@
 #include <array>
 #include <cstring>
 
-#include "platform/terminal_glyphs.h"
+#include "channel/unicode.h"
 
 namespace tavrel {
 
@@ -36,7 +36,7 @@ const std::array<Glyph, 256>& glyph_table() {
   static const std::array<Glyph, 256> table = [] {
     std::array<Glyph, 256> t{};
     for (int b = 0; b < 256; ++b) {
-      t[b].length = static_cast<uint8_t>(term_utf8_encode(TERM_CP866_GLYPHS[b], t[b].bytes));
+      t[b].length = static_cast<uint8_t>(utf8_encode(cp866_display_code_point(static_cast<uint8_t>(b)), t[b].bytes));
     }
     return t;
   }();

@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "channel/unicode.h"
-#include "platform/terminal_glyphs.h"
 #include "platform/terminal_writer.h"
 
 namespace tavrel {
@@ -115,8 +114,8 @@ struct TerminalModel {
         error = "unexpected control byte " + std::to_string(b);
       } else {
         uint32_t cp = 0;
-        int len = term_utf8_decode(data + i, n - i, &cp);
-        if (len <= 0) {
+        int len = utf8_decode(std::string_view(reinterpret_cast<const char*>(data + i), n - i), &cp);
+        if (len <= 0 || cp == 0xFFFD) {
           error = "bad UTF-8";
           break;
         }
@@ -137,7 +136,7 @@ struct TerminalModel {
         const Cell& m = at(c, r);
         ConsoleCell s = screen[static_cast<size_t>(r) * columns + c];
         bool blank = m.code_point == ' ';
-        if (m.code_point != TERM_CP866_GLYPHS[s.ch] || (!blank && m.fg != (s.attr & 0x0F)) ||
+        if (m.code_point != cp866_display_code_point(s.ch) || (!blank && m.fg != (s.attr & 0x0F)) ||
             m.bg != (s.attr >> 4)) {
           return "cell " + std::to_string(c) + "," + std::to_string(r) + " differs";
         }
@@ -317,7 +316,7 @@ TEST(TerminalWriter, SmallerTerminalGetsWhatFits) {
   ASSERT_EQ(model.error, "");
   for (int r = 0; r < 10; ++r) {
     for (int c = 0; c < 40; ++c) {
-      EXPECT_EQ(model.at(c, r).code_point, TERM_CP866_GLYPHS[screen[r * COLUMNS + c].ch]);
+      EXPECT_EQ(model.at(c, r).code_point, cp866_display_code_point(screen[r * COLUMNS + c].ch));
     }
   }
 }
@@ -371,48 +370,6 @@ TEST(TerminalWriter, EnterAndLeaveUndoEachOther) {
       std::string undo = mode + (enter[end] == 'h' ? "l" : "h");
       EXPECT_NE(leave.find(undo), std::string::npos) << term << ": " << mode.substr(1);
     }
-  }
-}
-
-TEST(TerminalGlyphs, AgreeWithTheCodePageTables) {
-  char ours[4], theirs[4];
-  for (int b = 0; b < 256; ++b) {
-    SCOPED_TRACE(b);
-    auto byte = static_cast<uint8_t>(b);
-    if (b >= 0x80) {
-      EXPECT_EQ(TERM_CP866_GLYPHS[b], CP866_TO_UNICODE[b]);
-    }
-    EXPECT_EQ(TERM_CP866_GLYPHS[b], cp866_display_code_point(byte));
-    int n = term_utf8_encode(TERM_CP866_GLYPHS[b], ours);
-    ASSERT_EQ(n, utf8_encode(TERM_CP866_GLYPHS[b], theirs));
-    EXPECT_EQ(std::string(ours, static_cast<size_t>(n)), std::string(theirs, static_cast<size_t>(n)));
-    uint32_t back = 0;
-    EXPECT_EQ(term_utf8_decode(reinterpret_cast<const uint8_t*>(ours), static_cast<size_t>(n), &back), n);
-    EXPECT_EQ(back, TERM_CP866_GLYPHS[b]);
-    // Every glyph leads back to its byte; the blank of 0x00 leads to the space.
-    EXPECT_EQ(term_cp866_of_code_point(TERM_CP866_GLYPHS[b]), b == 0 ? 0x20 : b);
-  }
-}
-
-TEST(TerminalGlyphs, Utf8DecodingRefusesMalformedInput) {
-  struct Case {
-    const char* bytes;
-    int result;
-  } cases[] = {
-      {"\xc0\x80", -1},          // overlong
-      {"\xed\xa0\x80", -1},      // surrogate
-      {"\xf4\x90\x80\x80", -1},  // above U+10FFFF
-      {"\x80", -1},              // continuation byte first
-      {"\xd0" "A", -1},          // cut by an ASCII byte
-      {"\xe2\x94", 0},           // beginning of ─
-      {"\xf0\x9f\x98\x80", 4},
-  };
-  for (const Case& c : cases) {
-    uint32_t cp;
-    std::string bytes = c.bytes;
-    EXPECT_EQ(term_utf8_decode(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size(), &cp),
-              c.result)
-        << testing::PrintToString(bytes);
   }
 }
 
