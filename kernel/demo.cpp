@@ -4,6 +4,10 @@
 
 #include <sqlite3.h>
 
+#include <vector>
+
+#include "kernel/catalog.h"
+#include "kernel/errors.h"
 #include "kernel/storage.h"
 
 namespace tavrel {
@@ -12,7 +16,7 @@ namespace {
 
 const char* const DEMO_SQL = R"SQL(
 begin;
-insert or ignore into "$$$USR"(name, password) values('DEMO', 'DEMO');
+insert or ignore into "$$$USR"("$$$S34", "$$$PASSWORD") values('DEMO', 'DEMO');
 create table if not exists DEPT(DEPTNO integer primary key, DNAME char(14), LOC char(13));
 create table if not exists EMP(EMPNO integer primary key, ENAME char(10), JOB char(9),
   DEPTNO integer references DEPT, SAL numeric(7,2), HIREDATE date);
@@ -23,22 +27,61 @@ insert or ignore into EMP values(7369, 'SMITH', 'CLERK', 20, 800.00, '1980-12-17
   (7566, 'JONES', 'MANAGER', 20, 2975.00, '1981-04-02'),
   (7839, 'KING', 'PRESIDENT', 10, 5000.00, '1981-11-17'),
   (7900, 'ИВАНОВ', 'CLERK', 40, 950.00, '1981-12-03');
-insert or ignore into "$$$PROC"(id, name, owner, kind, text) values
-  (1, 'RAISE_SALARY', 'DEMO', 0,
-   'procedure RAISE_SALARY(in EMP_NO integer, in PERCENT numeric(5,2) default 10, out NEW_SAL numeric(7,2))'),
-  (2, 'ПРИВЕТСТВИЕ', 'DEMO', 0,
-   'procedure ПРИВЕТСТВИЕ(in ИМЯ char(20) default null, out ТЕКСТ varchar(80))'),
-  (3, 'COUNT_DOWN', 'DEMO', 0, 'procedure COUNT_DOWN(inout N smallint default 5)'),
-  (4, 'Trigger #1', 'DEMO', 1, 'trigger EMP_AUDIT after insert or update on EMP');
-insert or ignore into "$$$PRCD" values
-  (1, 1, 'EMP_NO', 'integer', 0, null), (1, 2, 'PERCENT', 'numeric(5,2)', 0, '10'),
-  (1, 3, 'NEW_SAL', 'numeric(7,2)', 1, null),
-  (2, 1, 'ИМЯ', 'char(20)', 0, 'null'), (2, 2, 'ТЕКСТ', 'varchar(80)', 1, null),
-  (3, 1, 'N', 'smallint', 2, '5');
-insert or ignore into "$$$TRIG"(id, name, owner, table_name, events, proc_id) values
-  (1, 'EMP_AUDIT', 'DEMO', 'EMP', 3, 4);
 commit;
 )SQL";
+
+// Stored through the same path as the manager's create statements; their heads exercise
+// every parameter type, defaults (NULL ones included) and every mode.
+const char* const DEMO_OBJECTS[] = {
+    R"(create procedure RAISE_SALARY(in EMP_NO integer, in PERCENT numeric(5,2) default 10, out NEW_SAL numeric(7,2)) for debug
+code
+  // Raises one employee's salary by a percentage.
+  update EMP set SAL = SAL * (100 + PERCENT) / 100 where EMPNO = EMP_NO;
+  select SAL into NEW_SAL from EMP where EMPNO = EMP_NO;
+end;)",
+    R"(create procedure "ПРИВЕТСТВИЕ"(in ИМЯ char(20) default null, out ТЕКСТ varchar(80)) for debug
+code
+  if ИМЯ is null then ТЕКСТ := "Здравствуйте!"; else ТЕКСТ := "Здравствуйте, " + ИМЯ + "!"; endif;
+end;)",
+    R"(create procedure COUNT_DOWN(inout N smallint default 5) for debug
+code
+  while N > 0 loop
+    N := N - 1;
+  endloop;
+end;)",
+    R"(create procedure ALL_TYPES(in S smallint default -3, in I integer default 100000, in B bigint default 5000000000,
+    in R real default 1.5, in D double default 2.25, in N numeric(10,3) default 12.345, in L bool default true,
+    in C char(10) default "abc", in V varchar(20) default null, in W nchar(5) default "Юни",
+    in T date default 05.03.2011:10:07:00, in Z integer, out RES integer) for debug
+code
+  RES := S + I;
+end;)",
+    R"(create procedure NESTED(in DEPTH integer default 3, out TOTAL integer) for debug
+code
+  TOTAL := 0;
+  if DEPTH > 0 then
+    call NESTED(DEPTH - 1, TOTAL);
+    TOTAL := TOTAL + DEPTH;
+  endif;
+  call COUNT_DOWN(DEPTH);
+end;)",
+    R"(create procedure SAFE_DIVIDE(in A double default 1, in B double default 0, out Q double) for debug
+declare
+  exception DIVISION_BY_ZERO;
+code
+  if B = 0 then signal DIVISION_BY_ZERO; endif;
+  Q := A / B;
+exceptions
+  when DIVISION_BY_ZERO then Q := null;
+  when others then resignal;
+end;)",
+    R"(create trigger "EMP_AUDIT"
+after insert or update on EMP for each row
+execute for debug
+code
+  call COUNT_DOWN(1);
+end;)",
+};
 
 }  // namespace
 
@@ -50,6 +93,16 @@ int demo_create(sqlite3* db, std::string* error) {
     sqlite3_free(message);
     sqlite3_exec(db, "rollback;", nullptr, nullptr, nullptr);
     return 1;
+  }
+  for (const char* object : DEMO_OBJECTS) {
+    std::vector<uint8_t> errors;
+    std::string why;
+    const uint32_t code = catalog_store(db, "DEMO", object, &errors, &why);
+    // A database made by an earlier --demo keeps its objects.
+    if (code != 0 && code != KERNEL_PROC_EXISTS && code != KERNEL_TRIGGER_EXISTS) {
+      *error = "demo object not stored (code " + std::to_string(code) + "): " + why;
+      return 1;
+    }
   }
   return 0;
 }

@@ -107,10 +107,14 @@ void describe(Session* s, KernelAnswer* a) {
   a->argument = static_cast<uint32_t>(columns);
 }
 
+CatalogContext catalog_context(Session* s) {
+  return CatalogContext{s->db, s->user, s->codepage, &s->catalog, &s->last_message};
+}
+
 void error_text(Session* s, const KernelRequest& r, KernelAnswer* a) {
   const uint32_t code = r.block.position;
   if (code == KERNEL_TRANSLATION_ERRORS) {
-    append_u16(a->data, 0);  // no stored text has been translated in this session
+    catalog_translation_errors(catalog_context(s), a);
     return;
   }
   const char* text = kernel_error_text(code);
@@ -194,16 +198,31 @@ bool run(Session* s, const std::vector<uint8_t>& message) {
     }
   } else if (command_is(command, "    ")) {
     close_cursor(s);
-    std::string text = statement_of(r, s->codepage);
-    uint32_t changes = 0;
-    a.code = storage_execute(s->db, text, &changes, &s->last_message);
-    a.argument = changes;
+    s->catalog.active = false;
+    const std::string text = statement_of(r, s->codepage);
+    if (!catalog_statement(catalog_context(s), text, &a)) {
+      uint32_t changes = 0;
+      a.code = storage_execute(s->db, catalog_rewrite(text), &changes, &s->last_message);
+      a.argument = changes;
+    }
   } else if (command_is(command, "SLCT")) {
     close_cursor(s);
-    a.code = storage_prepare(s->db, statement_of(r, s->codepage), &s->cursor, &s->last_message);
-    if (a.code == 0) fetch_rows(s, r, &a);
+    s->catalog.active = false;
+    const std::string text = statement_of(r, s->codepage);
+    if (!catalog_select(catalog_context(s), text, r.block.answer_length, &a)) {
+      a.code = storage_prepare(s->db, catalog_rewrite(text), &s->cursor, &s->last_message);
+      if (a.code == 0) fetch_rows(s, r, &a);
+    }
   } else if (command_is(command, "GETN")) {
-    fetch_rows(s, r, &a);
+    if (s->catalog.active) {
+      catalog_next(catalog_context(s), r.block.answer_length, &a);
+    } else {
+      fetch_rows(s, r, &a);
+    }
+  } else if (command_is(command, "GPRC")) {
+    catalog_text_portion(catalog_context(s), r.block.position, r.block.answer_length, &a);
+  } else if (command_is(command, "PROC")) {
+    catalog_proc_command(catalog_context(s), r.block.position, r.block.argument, r.block.answer_length, &a);
   } else if (command_is(command, "DESC")) {
     describe(s, &a);
   } else if (command_is(command, "GETE")) {

@@ -11,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+#include "kernel/catalog.h"
 #include "kernel/frame.h"
 
 struct sqlite3;
@@ -44,6 +45,7 @@ struct Session {
   sqlite3_stmt* cursor = nullptr;
   std::vector<uint8_t> held_row;  // a row fetched but not yet delivered
   std::string last_message;       // SQLite's text for the last failure
+  CatalogState catalog;           // catalogue selects, the text for GPRC, translation errors
 };
 
 // Starts the worker; the session owns db from now on.

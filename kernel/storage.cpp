@@ -10,14 +10,24 @@ namespace tavrel {
 
 namespace {
 
+// The system tables, with the column names the catalogue statements use. $$$USR: $$$S31 the
+// user's number (the owner of procedures and triggers), $$$S34 the name, $$$S32 0 for an
+// active user. $$$PROC: $$$KIND 0 for a procedure, 1 for a trigger's action ("Trigger #n").
+// $$$PRCD: one row per parameter, MODIF 1 in, 2 out, 3 in and out; DEFVAL the default in its
+// stored form, DEFNULL 1 when the default is NULL.
 const char* const SYSTEM_TABLES =
-    "create table if not exists \"$$$USR\"(name text primary key collate nocase, password text not null);"
-    "create table if not exists \"$$$PROC\"(id integer primary key, name text unique collate nocase,"
-    " owner text, kind integer default 0, text text, created text default current_timestamp);"
-    "create table if not exists \"$$$TRIG\"(id integer primary key, name text unique collate nocase,"
-    " owner text, table_name text, events integer, proc_id integer);"
-    "create table if not exists \"$$$PRCD\"(proc_id integer, position integer, name text,"
-    " type text, mode integer, default_value text, primary key(proc_id, position));";
+    "create table if not exists \"$$$USR\"(\"$$$S31\" integer primary key,"
+    " \"$$$S34\" text not null unique collate nocase, \"$$$S32\" integer not null default 0,"
+    " \"$$$PASSWORD\" text not null);"
+    "create table if not exists \"$$$PROC\"(\"$$$ID\" integer primary key, \"$$$NAME\" text not null unique,"
+    " \"$$$OWNER\" integer not null, \"$$$KIND\" integer not null default 0, \"$$$BODY\" text not null,"
+    " \"$$$DEBUG\" integer not null default 0, \"$$$CREATED\" text default current_timestamp);"
+    "create table if not exists \"$$$TRIG\"(\"$$$ID\" integer primary key, \"$$$NAME\" text not null unique,"
+    " \"$$$OWNER\" integer not null, \"$$$PROC\" integer not null, \"$$$TABLE\" text not null,"
+    " \"$$$EVENTS\" integer not null, \"$$$BEFORE\" integer not null, \"$$$ROW\" integer not null);"
+    "create table if not exists \"$$$PRCD\"(PROCID integer not null, ARGID integer not null, NAME text not null,"
+    " TYPE integer not null, PREC integer not null, SCALE integer not null, LEN integer not null,"
+    " DEFNULL integer not null, DEFVAL blob, MODIF integer not null, primary key(PROCID, ARGID));";
 
 }  // namespace
 
@@ -64,7 +74,7 @@ int storage_create(const std::string& path, std::string* error) {
 
 uint32_t storage_check_user(sqlite3* db, const std::string& user, const std::string& password) {
   sqlite3_stmt* st = nullptr;
-  if (sqlite3_prepare_v2(db, "select password from \"$$$USR\" where name = ?;", -1, &st, nullptr) != SQLITE_OK) {
+  if (sqlite3_prepare_v2(db, "select \"$$$PASSWORD\" from \"$$$USR\" where \"$$$S34\" = ?;", -1, &st, nullptr) != SQLITE_OK) {
     return KERNEL_SQL_ERROR;
   }
   sqlite3_bind_text(st, 1, user.c_str(), static_cast<int>(user.size()), SQLITE_TRANSIENT);
@@ -79,7 +89,7 @@ uint32_t storage_check_user(sqlite3* db, const std::string& user, const std::str
 
 int storage_add_user(sqlite3* db, const std::string& user, const std::string& password) {
   sqlite3_stmt* st = nullptr;
-  if (sqlite3_prepare_v2(db, "insert or ignore into \"$$$USR\"(name, password) values(?, ?);", -1, &st,
+  if (sqlite3_prepare_v2(db, "insert or ignore into \"$$$USR\"(\"$$$S34\", \"$$$PASSWORD\") values(?, ?);", -1, &st,
                          nullptr) != SQLITE_OK) {
     return 1;
   }

@@ -1,0 +1,540 @@
+// The kernel's procedure and trigger catalogue on the SQLite system tables. The manager's
+// catalogue statements are recognised byte for byte (with their holes for names and
+// identifiers), reach SQLite after the mechanical rewrite of the system names, and their rows
+// are encoded into the fixed binary layouts the manager reads.
+#include "kernel/catalog.h"
+
+#include <sqlite3.h>
+
+#include <cctype>
+#include <cstdlib>
+#include <cstring>
+
+#include "channel/unicode.h"
+#include "kernel/errors.h"
+#include "kernel/proc_header.h"
+#include "kernel/session.h"
+#include "kernel/storage.h"
+
+namespace tavrel {
+
+namespace {
+
+enum RowLayout {
+  LAYOUT_ID,       // u32 of column 0
+  LAYOUT_TRIGGER,  // u32 of column 0, 66-byte name of column 1, 2 bytes
+  LAYOUT_BODY,     // u32 length of the text in column 0, 20 zero bytes; the text kept for GPRC
+  LAYOUT_PARAM,    // the 327-byte parameter row
+  LAYOUT_NAME,     // 66-byte name of column 0
+};
+
+struct CatalogStatement {
+  const char* text;  // as the manager sends it; %s and %ld are the holes
+  const char* sql;   // nullptr: the rewrite of text with the holes as parameters
+  RowLayout layout;
+};
+
+const CatalogStatement CATALOG_STATEMENTS[] = {
+    {"select $$$id from system.$$$proc, system.$$$usr where $$$name = '%s' and $$$s32 = 0 and $$$s31 > 0 and "
+     "$$$s34 =  '%s' and $$$s31=$$$owner;",
+     nullptr, LAYOUT_ID},
+    {"select $$$proc from system.$$$trig, system.$$$usr where $$$name = '%s' and $$$s32 = 0 and $$$s31 > 0 and "
+     "$$$s34 =  '%s' and $$$s31=$$$owner;",
+     nullptr, LAYOUT_ID},
+    {"select $$$proc, $$$name from system.$$$trig,system.$$$usr where $$$s32 = 0 and $$$s31 > 0 and $$$s34 =  "
+     "'%s' and $$$s31=$$$owner;",
+     nullptr, LAYOUT_TRIGGER},
+    {"select $$$BODY from SYSTEM.$$$PROC where $$$ID = %ld and $$$OWNER <> 0;", nullptr, LAYOUT_BODY},
+    // The parameter row needs the precision, scale and NULL flag beside the four columns.
+    {"select NAME, TYPE, LEN, DEFVAL from system.$$$PRCD where PROCID=%ld and MODIF in (1, 3) order by ARGID;",
+     "select NAME, TYPE, LEN, DEFVAL, PREC, SCALE, DEFNULL from \"$$$PRCD\" where PROCID=? and MODIF in (1, 3)"
+     " order by ARGID;",
+     LAYOUT_PARAM},
+    {"select $$$name from system.$$$proc where $$$id = %ld;", nullptr, LAYOUT_NAME},
+    {"select $$$name from system.$$$trig where $$$proc = %ld;", nullptr, LAYOUT_NAME},
+    {"select $$$trig.$$$name from system.$$$trig $$$trig, system.$$$proc $$$proc where $$$proc.$$$name = '%s' "
+     "and $$$proc.$$$id = $$$trig.$$$proc;",
+     nullptr, LAYOUT_NAME},
+};
+
+constexpr size_t TRANSLATION_ENTRY = 13;
+constexpr size_t BODY_WORDS = ROW_BODY;
+constexpr const char* TRIGGER_ACTION_PREFIX = "Trigger #";
+
+// The text of a hole of a matched statement; numbers are %ld holes.
+struct Hole {
+  std::string text;
+  bool number;
+};
+
+bool hole_at(std::string_view t, size_t i, std::string_view hole) { return t.substr(i, hole.size()) == hole; }
+
+// Matches a statement against a template; the holes' texts go to values in order.
+bool match_template(std::string_view pattern, std::string_view text, std::vector<Hole>* values) {
+  values->clear();
+  size_t i = 0;
+  size_t j = 0;
+  while (i < pattern.size()) {
+    if (hole_at(pattern, i, "%ld")) {
+      i += 3;
+      const size_t start = j;
+      if (j < text.size() && text[j] == '-') ++j;
+      while (j < text.size() && text[j] >= '0' && text[j] <= '9') ++j;
+      if (j == start || (j == start + 1 && text[start] == '-')) return false;
+      values->push_back(Hole{std::string(text.substr(start, j - start)), true});
+    } else if (hole_at(pattern, i, "%s")) {
+      i += 2;
+      // The text up to where the rest of the template, to its next hole, comes next.
+      size_t next_hole = pattern.find('%', i);
+      if (next_hole == std::string_view::npos) next_hole = pattern.size();
+      const std::string_view literal = pattern.substr(i, next_hole - i);
+      const size_t end = text.find(literal, j);
+      if (end == std::string_view::npos) return false;
+      values->push_back(Hole{std::string(text.substr(j, end - j)), false});
+      j = end;
+    } else {
+      if (j >= text.size() || text[j] != pattern[i]) return false;
+      ++i;
+      ++j;
+    }
+  }
+  return j == text.size();
+}
+
+// The statement as it travels: up to its ";", maybe followed by a padding blank.
+std::string_view trimmed(std::string_view sql) {
+  while (!sql.empty() && (sql.back() == ' ' || sql.back() == '\0' || sql.back() == '\n' || sql.back() == '\r')) {
+    sql.remove_suffix(1);
+  }
+  return sql;
+}
+
+void put_u32(std::vector<uint8_t>& out, uint32_t v) {
+  for (int k = 0; k < 4; ++k) out.push_back(static_cast<uint8_t>(v >> (8 * k)));
+}
+
+// A name in the session's code page, blank-padded or cut to width bytes (never inside a
+// UTF-8 character).
+void put_name(std::vector<uint8_t>& out, const char* utf8, uint16_t codepage, size_t width) {
+  std::string name = text_from_utf8(utf8 != nullptr ? utf8 : "", codepage);
+  if (name.size() > width) {
+    size_t cut = width;
+    if (codepage == 0) {
+      while (cut > 0 && (static_cast<uint8_t>(name[cut]) & 0xC0) == 0x80) --cut;
+    }
+    name.resize(cut);
+  }
+  out.insert(out.end(), name.begin(), name.end());
+  out.insert(out.end(), width - name.size(), ' ');
+}
+
+const char* column_text(sqlite3_stmt* st, int c) { return reinterpret_cast<const char*>(sqlite3_column_text(st, c)); }
+
+std::vector<uint8_t> encode_row(sqlite3_stmt* st, RowLayout layout, const CatalogContext& c) {
+  std::vector<uint8_t> row;
+  switch (layout) {
+    case LAYOUT_ID:
+      put_u32(row, static_cast<uint32_t>(sqlite3_column_int64(st, 0)));
+      break;
+    case LAYOUT_TRIGGER:
+      put_u32(row, static_cast<uint32_t>(sqlite3_column_int64(st, 0)));
+      put_name(row, column_text(st, 1), c.codepage, PROC_NAME_BYTES);
+      row.push_back(0);
+      row.push_back(0);
+      break;
+    case LAYOUT_BODY: {
+      const char* text = column_text(st, 0);
+      c.state->text = text_from_utf8(text != nullptr ? text : "", c.codepage);
+      c.state->text_selected = true;
+      put_u32(row, static_cast<uint32_t>(c.state->text.size()));
+      row.resize(BODY_WORDS, 0);
+      break;
+    }
+    case LAYOUT_PARAM: {
+      put_name(row, column_text(st, 0), c.codepage, PROC_NAME_BYTES);
+      row.push_back(static_cast<uint8_t>(sqlite3_column_int(st, 1)));
+      row.push_back(static_cast<uint8_t>(sqlite3_column_int(st, 4)));
+      row.push_back(static_cast<uint8_t>(sqlite3_column_int(st, 5)));
+      const auto length = static_cast<uint32_t>(sqlite3_column_int(st, 2));
+      row.push_back(static_cast<uint8_t>(length));
+      row.push_back(static_cast<uint8_t>(length >> 8));
+      row.push_back(sqlite3_column_int(st, 6) != 0 ? 1 : 0);
+      const auto* value = static_cast<const uint8_t*>(sqlite3_column_blob(st, 3));
+      size_t n = static_cast<size_t>(sqlite3_column_bytes(st, 3));
+      if (n > DEFAULT_VALUE_MAX) n = DEFAULT_VALUE_MAX;
+      if (value != nullptr) row.insert(row.end(), value, value + n);
+      row.resize(ROW_PARAM, 0);
+      break;
+    }
+    case LAYOUT_NAME:
+      put_name(row, column_text(st, 0), c.codepage, PROC_NAME_BYTES);
+      break;
+  }
+  return row;
+}
+
+// Rows of the pending catalogue result that fit the capacity (the first always goes).
+void deliver(CatalogState* s, uint16_t capacity, KernelAnswer* a) {
+  size_t rows = 0;
+  while (s->next < s->rows.size()) {
+    const std::vector<uint8_t>& row = s->rows[s->next];
+    if (rows > 0 && a->data.size() + row.size() > capacity) break;
+    a->data.insert(a->data.end(), row.begin(), row.end());
+    ++s->next;
+    ++rows;
+  }
+  if (rows == 0) {
+    a->code = KERNEL_END_OF_DATA;
+    s->active = false;
+    s->rows.clear();
+  }
+}
+
+// One statement with text parameters; 0 or a kernel code.
+uint32_t run(sqlite3* db, const char* sql, std::initializer_list<std::string_view> params, sqlite3_int64* id,
+             std::string* message) {
+  sqlite3_stmt* st = nullptr;
+  int rc = sqlite3_prepare_v2(db, sql, -1, &st, nullptr);
+  int k = 1;
+  for (std::string_view p : params) {
+    if (rc == SQLITE_OK) rc = sqlite3_bind_text(st, k++, p.data(), static_cast<int>(p.size()), SQLITE_TRANSIENT);
+  }
+  if (rc == SQLITE_OK) rc = sqlite3_step(st);
+  if (id != nullptr) *id = rc == SQLITE_ROW ? sqlite3_column_int64(st, 0) : 0;
+  if (rc != SQLITE_ROW && rc != SQLITE_DONE && message != nullptr) *message = sqlite3_errmsg(db);
+  sqlite3_finalize(st);
+  return rc == SQLITE_ROW || rc == SQLITE_DONE ? 0 : storage_code(rc);
+}
+
+std::vector<uint8_t> one_error(const ProcHeader& h) {
+  std::vector<uint8_t> list = {1, 0};
+  put_u32(list, static_cast<uint32_t>(h.diagnostic));
+  put_u32(list, static_cast<uint32_t>(h.line));
+  put_u32(list, static_cast<uint32_t>(h.column));
+  list.push_back(0);  // no argument
+  return list;
+}
+
+uint32_t insert_params(sqlite3* db, sqlite3_int64 proc_id, const ProcHeader& h, std::string* message) {
+  sqlite3_stmt* st = nullptr;
+  int rc = sqlite3_prepare_v2(db,
+                              "insert into \"$$$PRCD\"(PROCID, ARGID, NAME, TYPE, PREC, SCALE, LEN, DEFNULL, "
+                              "DEFVAL, MODIF) values(?, ?, ?, ?, ?, ?, ?, ?, ?, ?);",
+                              -1, &st, nullptr);
+  int argid = 0;
+  for (const ProcParam& p : h.params) {
+    if (rc != SQLITE_OK) break;
+    ++argid;
+    const std::string name = cp866_to_utf8(p.name);
+    sqlite3_reset(st);
+    sqlite3_bind_int64(st, 1, proc_id);
+    sqlite3_bind_int(st, 2, argid);
+    sqlite3_bind_text(st, 3, name.c_str(), -1, SQLITE_TRANSIENT);
+    sqlite3_bind_int(st, 4, p.type);
+    sqlite3_bind_int(st, 5, p.precision);
+    sqlite3_bind_int(st, 6, p.scale);
+    sqlite3_bind_int(st, 7, p.length);
+    sqlite3_bind_int(st, 8, p.default_null ? 1 : 0);
+    if (p.default_null) {
+      sqlite3_bind_null(st, 9);
+    } else {
+      sqlite3_bind_blob(st, 9, p.default_value.data(), static_cast<int>(p.default_value.size()), SQLITE_TRANSIENT);
+    }
+    sqlite3_bind_int(st, 10, p.mode);
+    rc = sqlite3_step(st);
+    if (rc == SQLITE_DONE) rc = SQLITE_OK;
+  }
+  if (rc != SQLITE_OK) *message = sqlite3_errmsg(db);
+  sqlite3_finalize(st);
+  return storage_code(rc);
+}
+
+uint32_t drop_procedure_rows(sqlite3* db, sqlite3_int64 id, std::string* message) {
+  const std::string text = std::to_string(id);
+  uint32_t code = run(db, "delete from \"$$$PRCD\" where PROCID = ?;", {text}, nullptr, message);
+  if (code == 0) code = run(db, "delete from \"$$$PROC\" where \"$$$ID\" = ?;", {text}, nullptr, message);
+  return code;
+}
+
+// The statement's work, inside the caller's transaction.
+uint32_t store(sqlite3* db, const std::string& owner, std::string_view utf8, const ProcHeader& h,
+               std::string* message) {
+  sqlite3_int64 owner_id = 0;
+  uint32_t code = run(db, "select \"$$$S31\" from \"$$$USR\" where \"$$$S34\" = ?;", {owner}, &owner_id, message);
+  if (code != 0) return code;
+  if (owner_id == 0) return KERNEL_UNKNOWN_USER;
+  const std::string owner_text = std::to_string(owner_id);
+  const std::string name = cp866_to_utf8(h.name);
+  const std::string body(utf8);
+
+  if (h.object == OBJECT_PROCEDURE) {
+    sqlite3_int64 id = 0;
+    code = run(db, "select \"$$$ID\" from \"$$$PROC\" where \"$$$NAME\" = ? and \"$$$KIND\" = 0;", {name}, &id,
+               message);
+    if (code != 0) return code;
+    if (h.verb == VERB_DROP) return id == 0 ? KERNEL_PROC_MISSING : drop_procedure_rows(db, id, message);
+    if (h.verb == VERB_CREATE && id != 0) return KERNEL_PROC_EXISTS;
+    if (h.verb == VERB_ALTER && id == 0) return KERNEL_PROC_MISSING;
+    if (id != 0) {
+      const std::string id_text = std::to_string(id);
+      code = run(db, "update \"$$$PROC\" set \"$$$BODY\" = ?, \"$$$DEBUG\" = ? where \"$$$ID\" = ?;",
+                 {body, h.debug ? "1" : "0", id_text}, nullptr, message);
+      if (code == 0) code = run(db, "delete from \"$$$PRCD\" where PROCID = ?;", {id_text}, nullptr, message);
+    } else {
+      // A trigger action of that name blocks the name too (the unique index says so).
+      code = run(db,
+                 "insert into \"$$$PROC\"(\"$$$NAME\", \"$$$OWNER\", \"$$$KIND\", \"$$$BODY\", \"$$$DEBUG\") "
+                 "values(?, ?, 0, ?, ?) returning \"$$$ID\";",
+                 {name, owner_text, body, h.debug ? "1" : "0"}, &id, message);
+      if (code == KERNEL_CONSTRAINT) return KERNEL_PROC_EXISTS;
+    }
+    return code != 0 ? code : insert_params(db, id, h, message);
+  }
+
+  sqlite3_int64 trigger_id = 0;
+  code = run(db, "select \"$$$ID\" from \"$$$TRIG\" where \"$$$NAME\" = ?;", {name}, &trigger_id, message);
+  if (code != 0) return code;
+  if (trigger_id != 0) {
+    if (h.verb == VERB_CREATE) return KERNEL_TRIGGER_EXISTS;
+    sqlite3_int64 action = 0;
+    const std::string id_text = std::to_string(trigger_id);
+    code = run(db, "select \"$$$PROC\" from \"$$$TRIG\" where \"$$$ID\" = ?;", {id_text}, &action, message);
+    if (code == 0) code = drop_procedure_rows(db, action, message);
+    if (code == 0) code = run(db, "delete from \"$$$TRIG\" where \"$$$ID\" = ?;", {id_text}, nullptr, message);
+    if (code != 0 || h.verb == VERB_DROP) return code;
+  } else if (h.verb == VERB_DROP) {
+    return KERNEL_NO_OBJECT;
+  }
+  const std::string table = cp866_to_utf8(h.table);
+  sqlite3_int64 found = 0;
+  code = run(db, "select count(*) from sqlite_schema where type = 'table' and name = ? collate nocase;", {table},
+             &found, message);
+  if (code != 0) return code;
+  if (found == 0) {
+    *message = "no such table: " + table;
+    return KERNEL_NO_OBJECT;
+  }
+  code = run(db,
+             "insert into \"$$$TRIG\"(\"$$$NAME\", \"$$$OWNER\", \"$$$PROC\", \"$$$TABLE\", \"$$$EVENTS\", "
+             "\"$$$BEFORE\", \"$$$ROW\") values(?, ?, 0, ?, ?, ?, ?) returning \"$$$ID\";",
+             {name, owner_text, table, std::to_string(h.events), h.before ? "1" : "0", h.for_each_row ? "1" : "0"},
+             &trigger_id, message);
+  if (code != 0) return code;
+  // The trigger's action is a procedure named after the trigger's number.
+  const std::string action_name = TRIGGER_ACTION_PREFIX + std::to_string(trigger_id);
+  sqlite3_int64 action = 0;
+  code = run(db,
+             "insert into \"$$$PROC\"(\"$$$NAME\", \"$$$OWNER\", \"$$$KIND\", \"$$$BODY\", \"$$$DEBUG\") "
+             "values(?, ?, 1, ?, ?) returning \"$$$ID\";",
+             {action_name, owner_text, body, h.debug ? "1" : "0"}, &action, message);
+  if (code == 0) {
+    code = run(db, "update \"$$$TRIG\" set \"$$$PROC\" = ? where \"$$$ID\" = ?;",
+               {std::to_string(action), std::to_string(trigger_id)}, nullptr, message);
+  }
+  return code;
+}
+
+}  // namespace
+
+std::string catalog_rewrite(std::string_view sql, bool placeholders) {
+  std::string out;
+  out.reserve(sql.size() + 32);
+  size_t i = 0;
+  while (i < sql.size()) {
+    const char ch = sql[i];
+    if (placeholders && sql.substr(i, 4) == "'%s'") {
+      out += '?';
+      i += 4;
+    } else if (placeholders && sql.substr(i, 3) == "%ld") {
+      out += '?';
+      i += 3;
+    } else if (ch == '\'' || ch == '"') {
+      // A quoted text or name, doubled quotes included, as it stands.
+      size_t end = i + 1;
+      while (end < sql.size() && (sql[end] != ch || (end + 1 < sql.size() && sql[end + 1] == ch))) {
+        end += sql[end] == ch ? 2 : 1;
+      }
+      end = end < sql.size() ? end + 1 : end;
+      out.append(sql.substr(i, end - i));
+      i = end;
+    } else if ((ch == 's' || ch == 'S') && (i == 0 || !(std::isalnum(static_cast<unsigned char>(sql[i - 1])) ||
+                                                        sql[i - 1] == '_' || sql[i - 1] == '$')) &&
+               sql.size() - i >= 10 && sql.substr(i + 7, 3) == "$$$" &&
+               (sql.substr(i, 7) == "system." || sql.substr(i, 7) == "SYSTEM." || sql.substr(i, 7) == "System.")) {
+      i += 7;
+    } else if (sql.substr(i, 3) == "$$$") {
+      size_t end = i + 3;
+      while (end < sql.size() && (std::isalnum(static_cast<unsigned char>(sql[end])) || sql[end] == '_')) ++end;
+      out += '"';
+      for (size_t k = i; k < end; ++k) out += static_cast<char>(std::toupper(static_cast<unsigned char>(sql[k])));
+      out += '"';
+      i = end;
+    } else {
+      out += ch;
+      ++i;
+    }
+  }
+  return out;
+}
+
+bool catalog_select(const CatalogContext& c, std::string_view sql, uint16_t capacity, KernelAnswer* a) {
+  const std::string_view text = trimmed(sql);
+  std::vector<Hole> values;
+  const CatalogStatement* found = nullptr;
+  for (const CatalogStatement& s : CATALOG_STATEMENTS) {
+    if (match_template(s.text, text, &values)) {
+      found = &s;
+      break;
+    }
+  }
+  if (found == nullptr) return false;
+  CatalogState* state = c.state;
+  state->active = false;
+  state->rows.clear();
+  state->next = 0;
+  const std::string rewritten = found->sql != nullptr ? found->sql : catalog_rewrite(found->text, true);
+  sqlite3_stmt* st = nullptr;
+  int rc = sqlite3_prepare_v2(c.db, rewritten.c_str(), -1, &st, nullptr);
+  for (size_t k = 0; k < values.size() && rc == SQLITE_OK; ++k) {
+    const int index = static_cast<int>(k + 1);
+    if (values[k].number) {
+      rc = sqlite3_bind_int64(st, index, std::strtoll(values[k].text.c_str(), nullptr, 10));
+    } else {
+      rc = sqlite3_bind_text(st, index, values[k].text.c_str(), -1, SQLITE_TRANSIENT);
+    }
+  }
+  if (found->layout == LAYOUT_BODY) {
+    state->text_selected = false;
+    state->text.clear();
+  }
+  while (rc == SQLITE_OK || rc == SQLITE_ROW) {
+    rc = sqlite3_step(st);
+    if (rc == SQLITE_ROW) state->rows.push_back(encode_row(st, found->layout, c));
+  }
+  sqlite3_finalize(st);
+  if (rc != SQLITE_DONE) {
+    a->code = storage_code(rc);
+    if (c.message != nullptr) *c.message = sqlite3_errmsg(c.db);
+    state->rows.clear();
+    return true;
+  }
+  state->active = true;
+  a->argument = static_cast<uint32_t>(state->rows.size());
+  deliver(state, capacity, a);
+  return true;
+}
+
+void catalog_next(const CatalogContext& c, uint16_t capacity, KernelAnswer* a) {
+  CatalogState* state = c.state;
+  const size_t before = state->next;
+  deliver(state, capacity, a);
+  a->argument = static_cast<uint32_t>(state->next - before);
+}
+
+void catalog_text_portion(const CatalogContext& c, uint32_t position, uint16_t capacity, KernelAnswer* a) {
+  const CatalogState* state = c.state;
+  if (!state->text_selected) {
+    a->code = KERNEL_NO_SELECT;
+    return;
+  }
+  if (position == 0 || position > state->text.size()) {
+    a->code = KERNEL_END_OF_DATA;
+    return;
+  }
+  size_t n = state->text.size() - (position - 1);
+  if (n > capacity) n = capacity;
+  if (n > TEXT_PORTION_MAX) n = TEXT_PORTION_MAX;
+  const char* from = state->text.data() + position - 1;
+  a->data.assign(from, from + n);
+}
+
+void catalog_proc_command(const CatalogContext& c, uint32_t subcommand, uint32_t key, uint16_t capacity,
+                          KernelAnswer* a) {
+  if (subcommand != PROC_LIST_SUBCOMMAND) {
+    a->code = KERNEL_UNSUPPORTED;
+    return;
+  }
+  size_t per_portion = capacity >= 4 ? (capacity - 4u) / PROC_NAME_BYTES : 0;
+  if (per_portion > PROC_LIST_NAMES_MAX) per_portion = PROC_LIST_NAMES_MAX;
+  if (per_portion == 0) {
+    a->code = 1014;
+    a->length_field = static_cast<uint16_t>(PROC_NAME_BYTES + 4);
+    return;
+  }
+  // The key is the 1-based place of the portion's first name; one name more than the
+  // portion holds tells whether another portion follows.
+  const uint32_t first = key == 0 ? 1 : key;
+  sqlite3_stmt* st = nullptr;
+  int rc = sqlite3_prepare_v2(c.db,
+                              "select p.\"$$$NAME\" from \"$$$PROC\" p, \"$$$USR\" u where u.\"$$$S34\" = ? and "
+                              "u.\"$$$S31\" = p.\"$$$OWNER\" order by p.\"$$$ID\" limit ? offset ?;",
+                              -1, &st, nullptr);
+  if (rc == SQLITE_OK) rc = sqlite3_bind_text(st, 1, c.user.c_str(), -1, SQLITE_TRANSIENT);
+  if (rc == SQLITE_OK) rc = sqlite3_bind_int64(st, 2, static_cast<sqlite3_int64>(per_portion + 1));
+  if (rc == SQLITE_OK) rc = sqlite3_bind_int64(st, 3, static_cast<sqlite3_int64>(first - 1));
+  size_t names = 0;
+  bool more = false;
+  while (rc == SQLITE_OK || rc == SQLITE_ROW) {
+    rc = sqlite3_step(st);
+    if (rc != SQLITE_ROW) break;
+    if (names == per_portion) {
+      more = true;
+      continue;
+    }
+    put_name(a->data, column_text(st, 0), c.codepage, PROC_NAME_BYTES);
+    ++names;
+  }
+  sqlite3_finalize(st);
+  if (rc != SQLITE_DONE) {
+    a->code = storage_code(rc);
+    a->data.clear();
+    return;
+  }
+  if (names == 0 && first == 1) {
+    a->code = KERNEL_DEBUGGER_ERROR;
+    a->system_code = DEBUGGER_NO_PROCEDURES;
+    a->data.clear();
+    return;
+  }
+  put_u32(a->data, more ? static_cast<uint32_t>(first + names) : 0);
+  a->argument = key;
+}
+
+void catalog_translation_errors(const CatalogContext& c, KernelAnswer* a) {
+  a->data = c.state->errors;
+}
+
+uint32_t catalog_store(sqlite3* db, const std::string& owner, std::string_view utf8, std::vector<uint8_t>* errors,
+                       std::string* message) {
+  ProcHeader h;
+  const int parsed = parse_proc_header(utf8_to_cp866(utf8), &h);
+  if (parsed == 1) return KERNEL_SQL_ERROR;
+  if (parsed == 2) {
+    *errors = one_error(h);
+    return KERNEL_TRANSLATION_ERRORS;
+  }
+  *errors = {0, 0};
+  // One transaction: a kernel killed half-way leaves the catalogue as it was.
+  char* error = nullptr;
+  if (sqlite3_exec(db, "begin immediate;", nullptr, nullptr, &error) != SQLITE_OK) {
+    *message = error != nullptr ? error : "begin failed";
+    sqlite3_free(error);
+    return KERNEL_BUSY;
+  }
+  const uint32_t code = store(db, owner, trimmed(utf8), h, message);
+  sqlite3_exec(db, code == 0 ? "commit;" : "rollback;", nullptr, nullptr, nullptr);
+  return code;
+}
+
+bool catalog_statement(const CatalogContext& c, std::string_view utf8, KernelAnswer* a) {
+  const std::string cp866 = utf8_to_cp866(utf8);
+  if (!looks_like_proc_statement(cp866)) return false;
+  ProcHeader h;
+  if (parse_proc_header(cp866, &h) == 1) return false;
+  std::string message;
+  a->code = catalog_store(c.db, c.user, utf8, &c.state->errors, &message);
+  if (c.message != nullptr) *c.message = message;
+  return true;
+}
+
+}  // namespace tavrel

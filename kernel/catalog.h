@@ -1,0 +1,78 @@
+// The procedure and trigger catalogue of the kernel: the manager's catalogue statements
+// answered in their fixed row layouts, the PROC listing and GPRC text portions, and the
+// create / alter / drop statements that store procedures and triggers.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "kernel/frame.h"
+
+struct sqlite3;
+
+namespace tavrel {
+
+constexpr uint32_t KERNEL_DEBUGGER_ERROR = 7204;  // system code: the debugger's message number
+constexpr uint32_t DEBUGGER_NO_PROCEDURES = 15;
+constexpr uint32_t PROC_LIST_SUBCOMMAND = 18;
+constexpr size_t PROC_NAME_BYTES = 66;
+constexpr size_t PROC_LIST_NAMES_MAX = 62;  // names of one 4096-byte portion
+constexpr size_t TEXT_PORTION_MAX = 4000;
+
+// Row sizes of the catalogue answers.
+constexpr size_t ROW_ID = 4;
+constexpr size_t ROW_NAME = 66;
+constexpr size_t ROW_TRIGGER = 72;
+constexpr size_t ROW_BODY = 24;
+constexpr size_t ROW_PARAM = 327;
+
+// What a session keeps between catalogue requests.
+struct CatalogState {
+  bool active = false;  // the current select is a catalogue statement (GETN reads rows)
+  std::vector<std::vector<uint8_t>> rows;
+  size_t next = 0;
+  bool text_selected = false;  // a stored text selected by the $$$BODY statement, for GPRC
+  std::string text;            // in the session's code page
+  std::vector<uint8_t> errors = {0, 0};  // the GETE 7200 answer of the last store
+};
+
+// The session's user and code page, as catalogue requests need them.
+struct CatalogContext {
+  sqlite3* db;
+  std::string user;
+  uint16_t codepage;
+  CatalogState* state;
+  std::string* message;  // the database's text for the last failure (GETE appends it)
+};
+
+// SLCT: when the statement is one of the manager's catalogue statements, runs it and fills
+// the answer (rows in the fixed layout, count = rows found); true when it was one.
+bool catalog_select(const CatalogContext& c, std::string_view sql, uint16_t capacity, KernelAnswer* a);
+// GETN after a catalogue select: the next rows; code 2 when none are left.
+void catalog_next(const CatalogContext& c, uint16_t capacity, KernelAnswer* a);
+// GPRC: capacity bytes of the selected text from the 1-based position.
+void catalog_text_portion(const CatalogContext& c, uint32_t position, uint16_t capacity, KernelAnswer* a);
+// PROC: sub-command 18 lists the user's procedures from the portion key in argument.
+void catalog_proc_command(const CatalogContext& c, uint32_t subcommand, uint32_t key, uint16_t capacity,
+                          KernelAnswer* a);
+// GETE 7200: the translation errors of the last store.
+void catalog_translation_errors(const CatalogContext& c, KernelAnswer* a);
+
+// A blank-command statement: when it creates, alters or drops a procedure or a trigger, it
+// is run here and true is returned (a->code tells the outcome).
+bool catalog_statement(const CatalogContext& c, std::string_view utf8, KernelAnswer* a);
+
+// Stores a create / alter / drop statement (UTF-8) for owner; 0 or a kernel code. Used by
+// catalog_statement and by the demonstration data. errors receives the GETE 7200 answer.
+uint32_t catalog_store(sqlite3* db, const std::string& owner, std::string_view utf8,
+                       std::vector<uint8_t>* errors, std::string* message);
+
+// The mechanical rewrite that lets SQLite read statements on the system tables: "system."
+// before a $$$ name goes, and every $$$ name becomes a quoted upper-case identifier. Quoted
+// texts are left alone. With placeholders, '%s' and %ld become "?" parameters.
+std::string catalog_rewrite(std::string_view sql, bool placeholders = false);
+
+}  // namespace tavrel
