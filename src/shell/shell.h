@@ -1,0 +1,199 @@
+// The application shell of procman: the program-wide state (main state, window kind
+// request, the desktop table of work windows, the kernel sessions), and the entry points
+// of its modules: start-up and shut-down, the main loop, the main menu, the login, the
+// calculator and the work windows.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <string>
+
+#include "channel/request.h"
+#include "editor/editor.h"
+
+namespace tavrel {
+
+// Main states of the main loop.
+constexpr uint32_t STATE_LEAVE = 0;
+constexpr uint32_t STATE_WORK = 1;
+constexpr uint32_t STATE_MENU = 2;
+constexpr uint32_t STATE_OPEN = 3;
+constexpr uint32_t STATE_SWITCH = 4;
+constexpr uint32_t STATE_CLOSE = 5;
+constexpr uint32_t STATE_MOVE = 6;
+constexpr uint32_t STATE_RESIZE = 7;
+constexpr uint32_t STATE_CASCADE = 8;
+constexpr uint32_t STATE_ZOOM = 9;
+
+// Kinds of work window a menu item asks for.
+constexpr uint32_t KIND_PROCEDURE = 0;
+constexpr uint32_t KIND_MONITOR = 4;
+constexpr uint32_t KIND_CALL_STACK = 5;
+constexpr uint32_t KIND_FILE = 6;
+constexpr uint32_t KIND_NEW_PROCEDURE = 7;
+constexpr uint32_t KIND_TRIGGER = 8;
+constexpr uint32_t KIND_NEW_TRIGGER = 9;
+
+constexpr int WINDOW_SLOTS = 100;
+constexpr size_t WORK_BUFFER_SIZE = 65535;
+constexpr int SCRATCH_LINES = 1000;
+constexpr int NO_POSITION = -1;  // the remembered menu position "none" (all bits set)
+
+// The key a hot key stuffs to make the current window's loop return to the main loop.
+constexpr uint16_t KEY_WINDOW_RETURN = 0xF600;
+// What an editor loop returns when the shell ended it (the main state says what next).
+constexpr int EDITOR_TO_SHELL = 2;
+
+// Kernel interface version shown in the banner.
+constexpr int KERNEL_VERSION_MAJOR = 6;
+constexpr int KERNEL_VERSION_MINOR = 0;
+
+// One work window. Every source window (opened as kind 0 or 6 to 9) is recorded with kind 0;
+// opened_as keeps the kind it was asked for.
+struct WorkWindow {
+  uint32_t kind;
+  uint32_t opened_as;
+  int slot;
+  Editor editor;
+  bool zoomed;
+  int saved_top, saved_left, saved_bottom, saved_right;
+  // Debugger facts the menu's enabling rules read.
+  bool in_debug;
+  int16_t active_runs;
+  bool cannot_start;
+};
+
+struct ShellState {
+  uint32_t main_state;
+  uint32_t kind_request;  // state 3: the kind to open; state 4: the ordinal to switch to
+  WorkWindow* slots[WINDOW_SLOTS];
+  WorkWindow* current;
+  uint32_t open_count;
+  uint32_t ever_opened;
+  char* work_buffer;
+  uint32_t alloc_count;
+  RequestBlock main_block;
+  RequestBlock second_block;
+  bool second_open;
+  bool in_menu;
+  int menu_bar_position;
+  int menu_item_position;
+  bool monitor_open;
+  bool stack_open;
+  EditorText* scratch;  // hidden off-screen text
+};
+
+ShellState& shell();
+void shell_reset();  // everything to its initial value (nothing is released)
+
+// --- main.cpp / startup.cpp ------------------------------------------------------------
+// The version text of a form 0-4 (128-byte static buffer; empty above 4).
+const char* version_text(int form);
+// Tests the first argument for "-briefversion" / "-version" (or with "/"); on a match the
+// text goes to out and 1 is returned, else 0.
+int version_option(int argc, char** argv, FILE* out);
+// The help file path built from argument 0 ("kalvet.hlp" beside the program).
+std::string help_path_from(const char* argv0);
+// The whole program: start-up, login, main loop, shut-down; the exit status.
+int procman_main(int argc, char** argv);
+// The shell's allocation: counted; out of memory stops the program (status 0).
+void* shell_alloc(size_t bytes);
+void shell_free(void* block);
+// The exit sequence: releases, CLOS, screen restored. Does not end the process.
+void shell_shutdown();
+
+// --- main_loop.cpp ---------------------------------------------------------------------
+// Acts on the main state until it is 0.
+void run_dispatcher();
+// 1 when the program may end (every window closed), 0 when a close was refused.
+int exit_check();
+// Repeats dispatcher and exit check until the exit check lets the program end.
+void run_main_loop();
+// The hot keys F1, Shift+F9 and Alt+X.
+void register_hot_keys();
+void alt_x_pressed();
+
+// --- menu_tree.cpp ---------------------------------------------------------------------
+struct MenuRecord {
+  int id;
+  int parent;     // the bar entry's id, 0 for a bar entry itself
+  int message;    // catalogue slot of the text
+  uint8_t type;   // MENU_BAR_ENTRY, MENU_SEPARATOR, MENU_COMMAND
+  uint8_t action; // MenuActionKind
+  uint32_t value; // the state, the kind or the key of the action
+};
+enum MenuActionKind : uint8_t {
+  ACT_NONE,        // bar entries and separators
+  ACT_STATE,       // main state = value
+  ACT_OPEN,        // main state 3, window kind = value
+  ACT_PUSH_KEY,    // main state 1, push key value
+  ACT_KEY_ONLY,    // push key value, main state unchanged
+  ACT_OPEN_NOW,    // open a window of kind value at once
+  ACT_PREVIOUS,    // previous window
+  ACT_NEXT,        // next window
+  ACT_NOTHING,     // commands whose screens live elsewhere: nothing visible
+};
+extern const MenuRecord MENU_TABLE[];
+extern const int MENU_TABLE_SIZE;
+const MenuRecord* menu_record(int id);
+// Whether an item (or a bar entry) is enabled for the current window facts.
+bool menu_item_enabled(int id, bool bar_entry = false);
+struct Menu;
+// Builds the whole tree (with the " Окно " list); null out of memory.
+Menu* menu_build();
+// Runs the main menu once (state 2).
+void run_main_menu();
+// Carries out the action of an item as choosing it does.
+void menu_do(int id);
+
+// --- login.cpp -------------------------------------------------------------------------
+struct LoginSettings {
+  char user[69];
+  char password[21];
+  char node[9];
+  bool node_given;
+  bool user_given;
+};
+LoginSettings& login_settings();
+void login_reset();
+void login_scan_options(int argc, char** argv);
+std::string connect_string();
+// Opens a session on a block; the return code (0 success) after reporting a failure.
+uint32_t open_session(RequestBlock* block);
+using SessionOpener = uint32_t (*)(RequestBlock* block);
+void login_set_opener(SessionOpener opener);  // null: open_session
+// 1 when the session is open, 0 when not (the user gave up or three attempts failed).
+int login(int argc, char** argv);
+// The text of the server-error display for a code.
+std::string server_error_text(uint32_t code);
+void report_server_error(uint32_t code, uint32_t system_code);
+
+// --- calculator.cpp --------------------------------------------------------------------
+void calculator_init();
+void calculator_shutdown();
+// The result field's text for a formula (CP866).
+std::string calculator_result(const std::string& formula);
+void calculator_open();  // the Shift+F9 window
+
+// --- windows.cpp -----------------------------------------------------------------------
+void desktop_clear();
+int window_ordinal(const WorkWindow* w);   // among the occupied slots, -1 when none
+int previous_window_ordinal();             // -1 when there is none
+int next_window_ordinal();
+int open_work_window(uint32_t kind);       // state 3
+void switch_window(uint32_t ordinal);      // state 4
+int close_current_window();                // state 5: 1 closed, 0 refused
+void move_current_window();                // state 6
+void resize_current_window();              // state 7
+void cascade_windows();                    // state 8
+void zoom_current_window();                 // state 9
+void work_in_current_window();             // state 1
+// Shows the open windows again, in slot order with the current one on top.
+void show_windows();
+// The geometry of cascade position n.
+void cascade_frame(int n, int* top, int* left, int* bottom, int* right);
+// The work area a zoomed window fills.
+constexpr int WORK_TOP = 1, WORK_LEFT = 0, WORK_BOTTOM = 23, WORK_RIGHT = 79;
+
+}  // namespace tavrel
