@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "channel/channel.h"
+#include "kernel_fixture.h"
 
 namespace tavrel {
 namespace {
@@ -59,54 +60,15 @@ uint32_t u32_at(const std::vector<uint8_t>& b, size_t at) {
   return b[at] | b[at + 1] << 8 | b[at + 2] << 16 | static_cast<uint32_t>(b[at + 3]) << 24;
 }
 
-class Catalog : public ::testing::Test {
+class Catalog : public KernelTest {
  protected:
   void SetUp() override {
-    char pattern[] = "/tmp/tavrel-catalog-XXXXXX";
-    ASSERT_NE(mkdtemp(pattern), nullptr);
-    rundir = pattern;
-    setenv("TAVREL_RUNDIR", rundir.c_str(), 1);
-    unsetenv("TAVREL_MBX");
-    pid = start_kernel();
-    ASSERT_GT(pid, 0);
+    start("tavrel-catalog");
     ASSERT_EQ(open(&b), 0u);
   }
   void TearDown() override {
     channel_shutdown();
-    if (pid > 0) {
-      kill(pid, SIGKILL);
-      waitpid(pid, nullptr, 0);
-    }
-    std::error_code ignored;
-    fs::remove_all(rundir, ignored);
-  }
-
-  pid_t start_kernel() {
-    const pid_t child = fork();
-    if (child == 0) {
-      // A kernel never outlives the test that started it.
-      prctl(PR_SET_PDEATHSIG, SIGKILL);
-      const std::string db = rundir + "/kernel.db";
-      execl(TAVREL_KERNEL_PATH, "tavrel-kernel", "--db", db.c_str(), "--demo", nullptr);
-      _exit(127);
-    }
-    const std::string record = rundir + "/TavrelProcessInfo";
-    for (int i = 0; i < 600; ++i) {
-      if (record_pid(record) == static_cast<uint32_t>(child)) return child;
-      if (waitpid(child, nullptr, WNOHANG) == child) return -1;
-      std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    kill(child, SIGKILL);
-    waitpid(child, nullptr, 0);
-    return -1;
-  }
-  static uint32_t record_pid(const std::string& path) {
-    FILE* f = std::fopen(path.c_str(), "rb");
-    if (f == nullptr) return 0;
-    unsigned char bytes[4] = {};
-    const size_t n = std::fread(bytes, 1, 4, f);
-    std::fclose(f);
-    return n == 4 ? bytes[0] | bytes[1] << 8 | bytes[2] << 16 | static_cast<uint32_t>(bytes[3]) << 24 : 0;
+    finish();
   }
 
   static uint32_t open(RequestBlock* block, const char* connect = "\"DEMO\"/\"DEMO\"") {
@@ -175,8 +137,6 @@ class Catalog : public ::testing::Test {
     return text;
   }
 
-  std::string rundir;
-  pid_t pid = -1;
   RequestBlock b{};
 };
 

@@ -17,73 +17,25 @@
 #include <vector>
 
 #include "channel/channel.h"
+#include "kernel_fixture.h"
 
 namespace tavrel {
 namespace {
 
 namespace fs = std::filesystem;
 
-class Kernel : public ::testing::Test {
+class Kernel : public KernelTest {
  protected:
-  void SetUp() override {
-    char pattern[] = "/tmp/tavrel-test-XXXXXX";
-    ASSERT_NE(mkdtemp(pattern), nullptr);
-    rundir = pattern;
-    setenv("TAVREL_RUNDIR", rundir.c_str(), 1);
-    unsetenv("TAVREL_MBX");
-    pid = start_kernel();
-    ASSERT_GT(pid, 0);
-  }
+  void SetUp() override { start("tavrel-test"); }
   void TearDown() override {
     channel_shutdown();
-    stop_kernel(pid);
-    std::error_code ignored;
-    fs::remove_all(rundir, ignored);
+    finish();
   }
 
-  // Starts a kernel on the test's database and waits (generously) until it serves.
   pid_t start_kernel(const char* instance = nullptr, int* status = nullptr) {
-    const pid_t child = fork();
-    if (child == 0) {
-      // A kernel never outlives the test that started it, even a killed one.
-      prctl(PR_SET_PDEATHSIG, SIGKILL);
-      const std::string db = rundir + "/kernel.db";
-      if (instance != nullptr) {
-        execl(TAVREL_KERNEL_PATH, "tavrel-kernel", "--db", db.c_str(), "--demo", "--instance", instance, nullptr);
-      } else {
-        execl(TAVREL_KERNEL_PATH, "tavrel-kernel", "--db", db.c_str(), "--demo", nullptr);
-      }
-      _exit(127);
-    }
-    const std::string record = rundir + (instance != nullptr ? "/TavrelProcessInfo(" + std::string(instance) + ")"
-                                                             : std::string("/TavrelProcessInfo"));
-    for (int i = 0; i < 600; ++i) {
-      // A killed kernel leaves its record behind: wait for the new kernel's own.
-      if (record_pid(record) == static_cast<uint32_t>(child)) return child;
-      int s;
-      if (waitpid(child, &s, WNOHANG) == child) {
-        if (status != nullptr) *status = s;
-        return -1;
-      }
-      std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    kill(child, SIGKILL);
-    waitpid(child, nullptr, 0);
-    return -1;
+    return kernel_start(rundir, instance, status);
   }
-  static uint32_t record_pid(const std::string& path) {
-    FILE* f = std::fopen(path.c_str(), "rb");
-    if (f == nullptr) return 0;
-    unsigned char bytes[4] = {};
-    const size_t n = std::fread(bytes, 1, 4, f);
-    std::fclose(f);
-    return n == 4 ? bytes[0] | bytes[1] << 8 | bytes[2] << 16 | static_cast<uint32_t>(bytes[3]) << 24 : 0;
-  }
-  static void stop_kernel(pid_t kernel) {
-    if (kernel <= 0) return;
-    kill(kernel, SIGKILL);
-    waitpid(kernel, nullptr, 0);
-  }
+  static void stop_kernel(pid_t kernel) { kernel_stop(kernel); }
 
   static RequestBlock block(const char* command, uint16_t capacity = 0) {
     RequestBlock b{};
@@ -115,8 +67,6 @@ class Kernel : public ::testing::Test {
     return out;
   }
 
-  std::string rundir;
-  pid_t pid = -1;
 };
 
 TEST_F(Kernel, LogsOnAndRefusesUnknownUsersAndWrongPasswords) {

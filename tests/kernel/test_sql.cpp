@@ -17,6 +17,8 @@
 #include <unistd.h>
 #include <vector>
 
+#include "kernel_fixture.h"
+
 namespace tavrel {
 namespace {
 
@@ -28,54 +30,11 @@ struct SqlRun {
   std::string err;
 };
 
-class Sql : public ::testing::Test {
+class Sql : public KernelTest {
  protected:
-  void SetUp() override {
-    char pattern[] = "/tmp/tavrel-sql-test-XXXXXX";
-    ASSERT_NE(mkdtemp(pattern), nullptr);
-    rundir = pattern;
-    setenv("TAVREL_RUNDIR", rundir.c_str(), 1);
-    unsetenv("TAVREL_MBX");
-    pid = start_kernel();
-    ASSERT_GT(pid, 0);
-  }
-  void TearDown() override {
-    if (pid > 0) {
-      kill(pid, SIGKILL);
-      waitpid(pid, nullptr, 0);
-    }
-    std::error_code ignored;
-    fs::remove_all(rundir, ignored);
-  }
+  void SetUp() override { start("tavrel-sql-test"); }
+  void TearDown() override { finish(); }
 
-  // Starts a kernel on the test's database and waits (generously) until it serves.
-  pid_t start_kernel() {
-    const pid_t child = fork();
-    if (child == 0) {
-      // A kernel never outlives the test that started it.
-      prctl(PR_SET_PDEATHSIG, SIGKILL);
-      const std::string db = rundir + "/kernel.db";
-      execl(TAVREL_KERNEL_PATH, "tavrel-kernel", "--db", db.c_str(), "--demo", nullptr);
-      _exit(127);
-    }
-    const std::string record = rundir + "/TavrelProcessInfo";
-    for (int i = 0; i < 600; ++i) {
-      if (record_pid(record) == static_cast<uint32_t>(child)) return child;
-      if (waitpid(child, nullptr, WNOHANG) == child) return -1;
-      std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    kill(child, SIGKILL);
-    waitpid(child, nullptr, 0);
-    return -1;
-  }
-  static uint32_t record_pid(const std::string& path) {
-    FILE* f = std::fopen(path.c_str(), "rb");
-    if (f == nullptr) return 0;
-    unsigned char bytes[4] = {};
-    const size_t n = std::fread(bytes, 1, 4, f);
-    std::fclose(f);
-    return n == 4 ? bytes[0] | bytes[1] << 8 | bytes[2] << 16 | static_cast<uint32_t>(bytes[3]) << 24 : 0;
-  }
   std::string read_file(const std::string& path) const {
     std::ifstream in(path, std::ios::binary);
     std::stringstream text;
@@ -120,8 +79,6 @@ class Sql : public ::testing::Test {
     return run;
   }
 
-  std::string rundir;
-  pid_t pid = -1;
 };
 
 TEST_F(Sql, RunsEachCommandLineStatementAndPrintsItsRows) {
