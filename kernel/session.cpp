@@ -55,6 +55,7 @@ void close_cursor(Session* s) {
   sqlite3_finalize(s->cursor);
   s->cursor = nullptr;
   s->held_row.clear();
+  s->cursor_done = false;
 }
 
 // Rows of the open select that fit the capacity; code 2 when there are none left.
@@ -65,14 +66,18 @@ void fetch_rows(Session* s, const KernelRequest& r, KernelAnswer* a) {
   }
   const size_t capacity = r.block.answer_length;
   uint32_t rows = 0;
-  for (;;) {
+  // A select read to its end stays open (GETN keeps answering 2, DESC still describes it)
+  // until the next select or CLOS; stepping it again would run it anew.
+  while (!s->cursor_done) {
     if (s->held_row.empty()) {
       const int rc = sqlite3_step(s->cursor);
+      if (rc == SQLITE_DONE) {
+        s->cursor_done = true;
+        break;
+      }
       if (rc != SQLITE_ROW) {
-        if (rc != SQLITE_DONE) {
-          a->code = storage_code(rc);
-          s->last_message = sqlite3_errmsg(s->db);
-        }
+        a->code = storage_code(rc);
+        s->last_message = sqlite3_errmsg(s->db);
         close_cursor(s);
         break;
       }

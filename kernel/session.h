@@ -44,6 +44,7 @@ struct Session {
   KernelAnswer pending_head;
   sqlite3_stmt* cursor = nullptr;
   std::vector<uint8_t> held_row;  // a row fetched but not yet delivered
+  bool cursor_done = false;       // every row delivered; the select stays open for DESC
   std::string last_message;       // SQLite's text for the last failure
   CatalogState catalog;           // catalogue selects, the text for GPRC, translation errors
 };

@@ -192,6 +192,23 @@ TEST_F(Kernel, ConcurrentClientsEachKeepTheirSession) {
   for (int t = 0; t < CLIENTS; ++t) EXPECT_EQ(good[t], 20) << t;
 }
 
+TEST_F(Kernel, SelectReadToItsEndAnswersTwoAndStaysDescribable) {
+  RequestBlock b;
+  ASSERT_EQ(open(&b), 0u);
+  EXPECT_EQ(select(&b, "select 1 as A, 'x' as B union all select 2, 'y';"), "1|x|2|y");
+  for (int i = 0; i < 2; ++i) {  // the end is reported again, not a new run of the select
+    std::vector<uint8_t> answer(256);
+    std::memcpy(b.command, "GETN", 4);
+    b.answer_length = 256;
+    EXPECT_EQ(channel_call(&b, nullptr, nullptr, nullptr, answer.data()), 2u);
+  }
+  std::vector<uint8_t> names(256);
+  std::memcpy(b.command, "DESC", 4);
+  b.answer_length = 256;
+  ASSERT_EQ(channel_call(&b, nullptr, nullptr, nullptr, names.data()), 0u);
+  EXPECT_EQ(b.argument, 2u);
+}
+
 // The second client process of the test above; skipped when run on its own.
 TEST(KernelChild, LogsOnAndSelects) {
   if (std::getenv("TAVREL_TEST_CHILD") == nullptr) GTEST_SKIP() << "runs as a child process only";
