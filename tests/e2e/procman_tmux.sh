@@ -19,14 +19,11 @@ export LC_ALL=C.UTF-8
 export TAVREL_RUNDIR="$work/run"
 unset TAVREL_MBX NET_MBX
 mkdir -p "$TAVREL_RUNDIR"
-failures=0
 patience=20
 kernel_pid=
-
-T() { tmux -L "$sock" -f /dev/null "$@"; }
+. "$(dirname "$0")/tmux_lib.sh"
 cleanup() {
-  T kill-server 2>/dev/null
-  rm -f "${TMUX_TMPDIR:-/tmp}/tmux-$(id -u)/$sock"
+  tmux_cleanup
   if [[ -n $kernel_pid ]]; then
     kill "$kernel_pid" 2>/dev/null
     wait "$kernel_pid" 2>/dev/null
@@ -35,32 +32,7 @@ cleanup() {
 }
 trap cleanup EXIT
 trap 'exit 1' INT TERM HUP
-fail() {
-  echo "FAIL: $*"
-  failures=$((failures + 1))
-  patience=3
-}
-pass() { echo "ok: $*"; }
-wait_for() {
-  local limit=$(($1 * 20)); shift
-  for ((i = 0; i < limit; i++)); do
-    "$@" 2>/dev/null && return 0
-    sleep 0.05
-  done
-  return 1
-}
-screen() { T capture-pane -p -t t; }
-screen_has() { screen | grep -qF -- "$1"; }
-pane() { T display -p -t t "$1"; }
-shell() { T send-keys -t t "$1" Enter; }
-expect_screen() {
-  local what=$1; shift
-  local text
-  for text in "$@"; do
-    wait_for "$patience" screen_has "$text" && pass "$what shows '$text'" ||
-      fail "$what does not show '$text'"
-  done
-}
+on_failure() { patience=3; }
 expect_gone() {
   local what=$1 text=$2
   wait_for "$patience" eval '! screen_has "$text"' && pass "$what: '$text' gone" ||

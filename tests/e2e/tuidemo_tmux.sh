@@ -24,59 +24,18 @@ bin=$(realpath "$1")
 work=$(mktemp -d)
 sock="tavrel-tuidemo-$$"
 export LC_ALL=C.UTF-8 WINEDEBUG=-all
-failures=0
 # How long (seconds) to wait for anything the program does; generous for loaded machines.
 patience=20
 start_patience=$( ((wine)) && echo 90 || echo 30)
-
-T() { tmux -L "$sock" -f /dev/null "$@"; }
-# The server goes, and so does its socket file, which tmux leaves behind.
-cleanup() {
-  T kill-server 2>/dev/null
-  rm -f "${TMUX_TMPDIR:-/tmp}/tmux-$(id -u)/$sock"
-  rm -rf "$work"
-}
+. "$(dirname "$0")/tmux_lib.sh"
+cleanup() { tmux_cleanup; rm -rf "$work"; }
 trap cleanup EXIT
 trap 'exit 1' INT TERM HUP
 # After the first failure the rest is checked with short waits, so that a hung program
 # makes the script fail in minutes, well inside the test's time limit.
-fail() {
-  echo "FAIL: $*"
-  failures=$((failures + 1))
+on_failure() {
   patience=2
   start_patience=5
-}
-pass() { echo "ok: $*"; }
-
-# wait_for SECONDS COMMAND...: polls until the command succeeds.
-wait_for() {
-  local limit=$(($1 * 20)); shift
-  for ((i = 0; i < limit; i++)); do
-    "$@" 2>/dev/null && return 0
-    sleep 0.05
-  done
-  return 1
-}
-log_lines() { [[ -f $work/log ]] && wc -l < "$work/log" || echo 0; }
-log_reached() { [[ $(log_lines) -ge $1 ]]; }
-# The log without the CRs of the Windows build.
-log_text() { tr -d '\r' < "$work/log"; }
-log_has() { log_text | grep -qxF -- "$1"; }
-screen() { T capture-pane -p -t t; }
-screen_has() { screen | grep -qF -- "$1"; }
-screen_matches() { screen | grep -qE -- "$1"; }
-pane() { T display -p -t t "$1"; }
-# The shell in the pane runs a command line.
-shell() { T send-keys -t t "$1" Enter; }
-
-# expect_screen WHAT TEXT...: each text is on the screen (polled).
-expect_screen() {
-  local what=$1; shift
-  local text
-  for text in "$@"; do
-    wait_for "$patience" screen_has "$text" && pass "$what shows '$text'" ||
-      fail "$what does not show '$text'"
-  done
 }
 
 T new-session -d -s t -x 80 -y 25 "env PS1='$ ' bash --norc --noprofile" || exit 1
@@ -84,22 +43,8 @@ T set -g status off
 shell "stty -g > $work/stty.before"
 wait_for "$patience" test -s "$work/stty.before" || fail "the shell in the pane did not start"
 
-# Under Wine the console host, not the program, gives the terminal its modes back, a
-# moment after the program ends; were the shell to read its next line before that, it
-# would take the raw modes for its own. So under Wine the command waits (up to 20 s) for
-# the modes it started with; a terminal never restored still fails the check below.
 if ((wine)); then
-  run="$work/settle.sh wine $bin"
-  cat > "$work/settle.sh" <<'EOF_SETTLE'
-#!/bin/sh
-modes=$(stty -g)
-"$@"
-status=$?
-i=0
-while [ "$(stty -g)" != "$modes" ] && [ $i -lt 200 ]; do sleep 0.1; i=$((i + 1)); done
-exit $status
-EOF_SETTLE
-  chmod +x "$work/settle.sh"
+  run="$(wine_runner) $bin"
 else
   run="$bin"
 fi
