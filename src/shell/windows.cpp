@@ -218,7 +218,9 @@ int close_current_window() {
   return 1;
 }
 
-void move_current_window() {
+// Moves or resizes the current window with the arrow keys until Enter or Esc: each arrow
+// shifts the edge it names (the whole window when moving) by one cell, within the work area.
+static void track_current_window(bool resize) {
   ShellState& s = shell();
   s.main_state = STATE_WORK;
   if (s.current == nullptr) return;
@@ -227,38 +229,28 @@ void move_current_window() {
     const uint16_t key = get_key();
     const Window* w = window_active();
     if (w == nullptr || key == KEY_ENTER || key == KEY_ESC || key == KEY_NONE) break;
-    int top = w->top, left = w->left;
-    if (key == KEY_UP) top--;
-    else if (key == KEY_DOWN) top++;
-    else if (key == KEY_LEFT) left--;
-    else if (key == KEY_RIGHT) left++;
+    int rows = 0, columns = 0;
+    if (key == KEY_UP) rows = -1;
+    else if (key == KEY_DOWN) rows = 1;
+    else if (key == KEY_LEFT) columns = -1;
+    else if (key == KEY_RIGHT) columns = 1;
     else continue;
-    if (top < WORK_TOP || top + (w->bottom - w->top) > WORK_BOTTOM) continue;
-    window_move(top, left);
+    if (resize) {
+      const int bottom = w->bottom + rows, right = w->right + columns;
+      if (bottom - w->top + 1 < MIN_HEIGHT || right - w->left + 1 < MIN_WIDTH || bottom > WORK_BOTTOM) continue;
+      window_resize(bottom, right);
+    } else {
+      const int top = w->top + rows, left = w->left + columns;
+      if (top < WORK_TOP || top + (w->bottom - w->top) > WORK_BOTTOM) continue;
+      window_move(top, left);
+    }
   }
   editor_attach_window(&s.current->editor);
 }
 
-void resize_current_window() {
-  ShellState& s = shell();
-  s.main_state = STATE_WORK;
-  if (s.current == nullptr) return;
-  for (;;) {
-    force_flush();
-    const uint16_t key = get_key();
-    const Window* w = window_active();
-    if (w == nullptr || key == KEY_ENTER || key == KEY_ESC || key == KEY_NONE) break;
-    int bottom = w->bottom, right = w->right;
-    if (key == KEY_UP) bottom--;
-    else if (key == KEY_DOWN) bottom++;
-    else if (key == KEY_LEFT) right--;
-    else if (key == KEY_RIGHT) right++;
-    else continue;
-    if (bottom - w->top + 1 < MIN_HEIGHT || right - w->left + 1 < MIN_WIDTH || bottom > WORK_BOTTOM) continue;
-    window_resize(bottom, right);
-  }
-  editor_attach_window(&s.current->editor);
-}
+void move_current_window() { track_current_window(false); }
+
+void resize_current_window() { track_current_window(true); }
 
 void cascade_windows() {
   ShellState& s = shell();

@@ -327,22 +327,32 @@ int op_insert(EvalContext& ctx, const Value* args, int argc, Value* result) {
   return 0;
 }
 
+// The arguments (s, from [, to]) of REPLACE and TRANSLATE: from and to as spans, empty when
+// not given. ARG_OK, or the failure of the first argument that could not be read.
+template <class C>
+int read_from_to(EvalContext& ctx, const Value* args, int argc, ArgOf<C>* s, ArgOf<C>* from,
+                 ArgOf<C>* to, Span<C>* f, Span<C>* w) {
+  int st = read_arg(ctx, args, argc, 0, s);
+  if (st != ARG_OK) return st;
+  *f = Span<C>{s->p, 0};
+  *w = Span<C>{s->p, 0};
+  st = read_arg(ctx, args, argc, 1, from);
+  if (st == ARG_OK) {
+    *f = span_of<C>(*from);
+    st = read_arg(ctx, args, argc, 2, to);
+    if (st == ARG_OK) *w = span_of<C>(*to);
+  }
+  return st == ARG_ABSENT ? ARG_OK : st;
+}
+
 // REPLACE, NREPLACE: (s, from [, to]), every occurrence of from replaced by to (by
 // nothing when to is not given); an empty or missing from leaves s as it is.
 template <class C>
 int op_replace(EvalContext& ctx, const Value* args, int argc, Value* result) {
   ArgOf<C> s, from, to;
-  int st = read_arg(ctx, args, argc, 0, &s);
-  if (st != ARG_OK) return arg_failure(st, result);
-  Span<C> f{s.p, 0};
-  Span<C> w{s.p, 0};
-  st = read_arg(ctx, args, argc, 1, &from);
-  if (st == ARG_OK) {
-    f = span_of<C>(from);
-    st = read_arg(ctx, args, argc, 2, &to);
-    if (st == ARG_OK) w = span_of<C>(to);
-  }
-  if (st != ARG_OK && st != ARG_ABSENT) return arg_failure(st, result);
+  Span<C> f, w;
+  if (int st = read_from_to(ctx, args, argc, &s, &from, &to, &f, &w); st != ARG_OK)
+    return arg_failure(st, result);
   if (f.n == 0) {
     *result = make_result(ctx, span_of<C>(s));
     return 0;
@@ -364,17 +374,9 @@ int op_replace(EvalContext& ctx, const Value* args, int argc, Value* result) {
 template <class C>
 int op_translate(EvalContext& ctx, const Value* args, int argc, Value* result) {
   ArgOf<C> s, from, to;
-  int st = read_arg(ctx, args, argc, 0, &s);
-  if (st != ARG_OK) return arg_failure(st, result);
-  Span<C> f{s.p, 0};
-  Span<C> w{s.p, 0};
-  st = read_arg(ctx, args, argc, 1, &from);
-  if (st == ARG_OK) {
-    f = span_of<C>(from);
-    st = read_arg(ctx, args, argc, 2, &to);
-    if (st == ARG_OK) w = span_of<C>(to);
-  }
-  if (st != ARG_OK && st != ARG_ABSENT) return arg_failure(st, result);
+  Span<C> f, w;
+  if (int st = read_from_to(ctx, args, argc, &s, &from, &to, &f, &w); st != ARG_OK)
+    return arg_failure(st, result);
   Out<C> out;
   for (size_t k = 0; k < s.n; k++) {
     size_t at = find_from(f, Span<C>{s.p + k, 1}, 0);
