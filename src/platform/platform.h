@@ -21,4 +21,9 @@ bool platform_locale_from_env();
 // one. Returns 0 and stores the number on success, non-zero when it cannot be told.
 int platform_locale_codepage(bool oem, unsigned* codepage);
 
+// Makes the console's interrupt events (Ctrl+C, Ctrl+Break, closing the console window on
+// Windows; the interrupt character on a terminal) do nothing to this process, so that a
+// full-screen program leaves only by its own exit paths.
+void platform_ignore_console_events();
+
 }  // namespace tavrel

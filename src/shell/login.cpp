@@ -28,9 +28,6 @@ constexpr uint8_t BANNER_ATTR = 0x70;
 constexpr uint8_t FIELD_ATTR = 0x30;
 constexpr uint8_t FIELD_FOCUSED_ATTR = 0x1F;
 
-// The server-error texts the catalogue does not hold.
-const char* const TEXT_KERNEL_CODE = "Код возврата Таврела %d";  // UTF-8, converted below
-
 LoginSettings g_login;
 SessionOpener g_opener = nullptr;
 
@@ -131,22 +128,7 @@ std::string connect_string() {
   return "\"" + trimmed(g_login.user) + "\"/\"" + trimmed(g_login.password) + "\"";
 }
 
-std::string server_error_text(uint32_t code) {
-  if (code == CHANNEL_NOT_REACHED) return message_text(MSG_KERNEL_NOT_LOADED);
-  if (code == 1025) return message_text(MSG_BAD_USER_NAME);
-  if (code == 1026) return message_text(MSG_BAD_PASSWORD);
-  if (code == 1069) return message_text(MSG_BAD_CHANNEL);
-  char text[120];
-  if (code >= 4001 && code <= 4999) {
-    std::snprintf(text, sizeof text, message_text(MSG_NETWORK_ERROR), static_cast<int>(code));
-    return text;
-  }
-  static const std::string format = utf8_to_cp866(TEXT_KERNEL_CODE);
-  std::snprintf(text, sizeof text, format.c_str(), static_cast<int>(code));
-  return text;
-}
-
-void report_server_error(uint32_t code, uint32_t) { msgbox_info(server_error_text(code).c_str()); }
+std::string server_error_text(uint32_t code) { return kernel_error_text(nullptr, code, 0); }
 
 uint32_t open_session(RequestBlock* block) {
   *block = RequestBlock{};
@@ -156,7 +138,7 @@ uint32_t open_session(RequestBlock* block) {
   std::memcpy(block->command, "OPEN", 4);
   const std::string connect = connect_string();
   const uint32_t rc = channel_call(block, connect.c_str(), nullptr, nullptr, nullptr);
-  if (rc != 0) report_server_error(rc, block->system_code);
+  if (rc != 0) report_kernel_error(nullptr, rc, block->system_code);
   return rc;
 }
 

@@ -80,8 +80,8 @@ const MenuRecord MENU_TABLE[] = {
     {17, BAR_WINDOW, MSG_MENU_WINDOW_SEPARATOR, MENU_SEPARATOR, ACT_NONE, 0},
 
     {BAR_UTILITIES, 0, MSG_MENU_UTILITIES, MENU_BAR_ENTRY, ACT_NONE, 0},
-    {117, BAR_UTILITIES, MSG_MENU_DROP_PROC, MENU_COMMAND, ACT_NOTHING, 0},
-    {121, BAR_UTILITIES, MSG_MENU_DROP_TRIGGER, MENU_COMMAND, ACT_NOTHING, 0},
+    {117, BAR_UTILITIES, MSG_MENU_DROP_PROC, MENU_COMMAND, ACT_DROP, 0},
+    {121, BAR_UTILITIES, MSG_MENU_DROP_TRIGGER, MENU_COMMAND, ACT_DROP, 1},
     {118, BAR_UTILITIES, MSG_MENU_ACTIVE_PROCS, MENU_COMMAND, ACT_NOTHING, 0},
 };
 const int MENU_TABLE_SIZE = static_cast<int>(sizeof MENU_TABLE / sizeof MENU_TABLE[0]);
@@ -159,6 +159,11 @@ void menu_do(int id) {
       }
       break;
     }
+    case ACT_DROP:
+      if (r->value == 0) drop_procedure();
+      else drop_trigger();
+      s.main_state = s.current != nullptr ? STATE_WORK : STATE_MENU;
+      break;
     default: break;
   }
 }

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <string>
 
+#include "catalog/catalog.h"
 #include "channel/request.h"
 #include "editor/editor.h"
 
@@ -56,6 +57,7 @@ struct WorkWindow {
   uint32_t opened_as;
   int slot;
   Editor editor;
+  StoreTarget store;  // what the window knows about its object in the database
   bool zoomed;
   int saved_top, saved_left, saved_bottom, saved_right;
   // Debugger facts the menu's enabling rules read.
@@ -133,6 +135,7 @@ enum MenuActionKind : uint8_t {
   ACT_PREVIOUS,    // previous window
   ACT_NEXT,        // next window
   ACT_NOTHING,     // commands whose screens live elsewhere: nothing visible
+  ACT_DROP,        // drop a procedure (value 0) or a trigger (value 1)
 };
 extern const MenuRecord MENU_TABLE[];
 extern const int MENU_TABLE_SIZE;
@@ -167,7 +170,6 @@ void login_set_opener(SessionOpener opener);  // null: open_session
 int login(int argc, char** argv);
 // The text of the server-error display for a code.
 std::string server_error_text(uint32_t code);
-void report_server_error(uint32_t code, uint32_t system_code);
 
 // --- calculator.cpp --------------------------------------------------------------------
 void calculator_init();
@@ -175,6 +177,14 @@ void calculator_shutdown();
 // The result field's text for a formula (CP866).
 std::string calculator_result(const std::string& formula);
 void calculator_open();  // the Shift+F9 window
+
+// --- sources.cpp ---------------------------------------------------------------------
+// Fills a new source window for the kind it is opened as: from the procedure or trigger
+// pick list, from a file, or from a template. 0 when it holds a text, 1 when the user
+// cancelled or nothing could be read.
+int source_open(WorkWindow* w, uint32_t kind);
+// The editor's F2 hook: stores the window's text.
+int source_store(Editor* editor);
 
 // --- windows.cpp -----------------------------------------------------------------------
 void desktop_clear();

@@ -1,7 +1,6 @@
 // Start-up and shut-down of procman: the shell's state, the version texts and options,
 // the allocation routine with its out-of-memory stop, the start-up order (title, screen,
 // desktop, work buffer, login, hot keys, stores) and the exit sequence.
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -10,6 +9,7 @@
 #include "channel/unicode.h"
 #include "platform/console.h"
 #include "platform/platform.h"
+#include "catalog/catalog.h"
 #include "shell/shell.h"
 #include "tui/help.h"
 #include "tui/keyboard.h"
@@ -157,7 +157,7 @@ int procman_main(int argc, char** argv) {
   // The title goes to the console the screen has taken (a terminal takes it only then).
   console_set_title(message_text(MSG_CONSOLE_TITLE));
   // Ctrl+C and Ctrl+Break never end the program through the system.
-  std::signal(SIGINT, SIG_IGN);
+  platform_ignore_console_events();
   begin_update();
   window_open(0, 0, 24, 79, FRAME_NONE, DESKTOP_ATTR, DESKTOP_ATTR);
   window_fill(0, 0, 24, 79, GLYPH_DESKTOP, DESKTOP_ATTR);
@@ -171,7 +171,7 @@ int procman_main(int argc, char** argv) {
     screen_shutdown();
     return 1;
   }
-  std::memcpy(g_shell.main_block.command, "PROC", 4);
+  catalog_bind(&g_shell.main_block, login_settings().user);
   const std::string help = help_path_from(argc > 0 ? argv[0] : nullptr);
   std::snprintf(g_shell.work_buffer, WORK_BUFFER_SIZE, "%s", help.c_str());
   help_set_file(g_shell.work_buffer);

@@ -97,6 +97,7 @@ void desktop_clear() {
   s.current = nullptr;
   EditorHooks hooks{};
   hooks.command = editor_command;
+  hooks.store = source_store;
   editor_set_hooks(hooks);
 }
 
@@ -163,10 +164,7 @@ int open_work_window(uint32_t kind) {
   }
   w->editor.owner = w;
   w->editor.help_category = 30;  // the code editor's hints
-  int status = 0;
-  if (kind == KIND_FILE) status = editor_read_file_dialog(&w->editor);
-  else if (kind != KIND_NEW_PROCEDURE && kind != KIND_NEW_TRIGGER) status = 1;  // from the database
-  if (status != 0) {
+  if (source_open(w, kind) != 0) {
     editor_destroy(&w->editor);
     release(w);
     show_windows();

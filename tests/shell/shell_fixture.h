@@ -31,6 +31,12 @@ class ShellTest : public ::testing::Test {
     desktop_clear();
     register_hot_keys();
     login_set_opener(nullptr);
+    // No kernel here: every catalogue request finds it not loaded.
+    kernel_call_set([](RequestBlock* b, const void*, const void*, void*, void*) {
+      b->return_code = CHANNEL_NOT_REACHED;
+      return CHANNEL_NOT_REACHED;
+    });
+    catalog_bind(&shell().main_block, "DEMO");
   }
   void TearDown() override {
     ShellState& s = shell();
@@ -43,6 +49,7 @@ class ShellTest : public ::testing::Test {
     clear_hot_keys();
     clear_stuffed_keys();
     login_set_opener(nullptr);
+    kernel_call_set(nullptr);
     screen_shutdown();
   }
 };
@@ -56,6 +63,26 @@ inline void push_text(const std::string& text) {
 inline void push_enter() { push_key(0x1C, 0x0D); }
 inline void push_esc() { push_key(0x01, 0x1B); }
 inline void push_alt_x() { push_key(0x2D, 'x', CK_LEFT_ALT); }
+inline void push_tab() { push_key(0x0F, 0x09); }
+// Answers the dialog of a new procedure (name P) or trigger (T on table X) in advance.
+inline void answer_new_procedure() {
+  push_text("P");
+  push_enter();
+}
+inline void answer_new_trigger() {
+  push_text("T");
+  push_tab();
+  push_text("X");
+  push_enter();
+}
+inline int open_new_procedure() {
+  answer_new_procedure();
+  return open_work_window(KIND_NEW_PROCEDURE);
+}
+inline int open_new_trigger() {
+  answer_new_trigger();
+  return open_work_window(KIND_NEW_TRIGGER);
+}
 
 inline std::string cp866(const char* utf8) { return utf8_to_cp866(utf8); }
 // True when some row of the screen holds the text (CP866).

@@ -24,6 +24,7 @@ std::string buffer_text(int row, int from, int to) {
 TEST_F(MainLoop, OpenThenAltXInTheWindowLeaves) {
   shell().main_state = STATE_OPEN;
   shell().kind_request = KIND_NEW_PROCEDURE;
+  answer_new_procedure();
   push_alt_x();
   run_dispatcher();
   EXPECT_EQ(shell().main_state, STATE_LEAVE);
@@ -46,7 +47,7 @@ TEST_F(MainLoop, OpenKindsThatLiveElsewhereReturnToTheMenu) {
 }
 
 TEST_F(MainLoop, EscClosesTheWindowAndLeavesForTheMenu) {
-  ASSERT_EQ(open_work_window(KIND_NEW_TRIGGER), 0);
+  ASSERT_EQ(open_new_trigger(), 0);
   shell().main_state = STATE_WORK;
   push_esc();
   // Work: Esc ends the editor's loop with close; close: no window is left, so the menu.
@@ -58,8 +59,8 @@ TEST_F(MainLoop, EscClosesTheWindowAndLeavesForTheMenu) {
 }
 
 TEST_F(MainLoop, RefusedCloseCancelsTheExit) {
-  ASSERT_EQ(open_work_window(KIND_NEW_PROCEDURE), 0);
-  ASSERT_EQ(open_work_window(KIND_NEW_PROCEDURE), 0);
+  ASSERT_EQ(open_new_procedure(), 0);
+  ASSERT_EQ(open_new_procedure(), 0);
   shell().current->editor.modified = 1;
   push_esc();  // the question about the unsaved text: Esc keeps the window
   EXPECT_EQ(exit_check(), 0);
@@ -84,7 +85,7 @@ TEST_F(MainLoop, DispatcherStatesAboveNineLeave) {
 }
 
 TEST_F(MainLoop, SwitchPreviousNextAndCloseOrder) {
-  for (int i = 0; i < 3; i++) ASSERT_EQ(open_work_window(KIND_NEW_PROCEDURE), 0);
+  for (int i = 0; i < 3; i++) ASSERT_EQ(open_new_procedure(), 0);
   WorkWindow* third = shell().current;
   EXPECT_EQ(window_ordinal(third), 2);
   EXPECT_EQ(next_window_ordinal(), 0);
@@ -101,7 +102,7 @@ TEST_F(MainLoop, SwitchPreviousNextAndCloseOrder) {
   EXPECT_EQ(shell().current, third);
   EXPECT_EQ(shell().slots[0], nullptr);
   // A new window takes the first empty slot.
-  ASSERT_EQ(open_work_window(KIND_NEW_PROCEDURE), 0);
+  ASSERT_EQ(open_new_procedure(), 0);
   EXPECT_EQ(shell().current->slot, 0);
   shell().current = third;
   close_current_window();
@@ -111,7 +112,7 @@ TEST_F(MainLoop, SwitchPreviousNextAndCloseOrder) {
 }
 
 TEST_F(MainLoop, AHundredWindowsAtMost) {
-  for (int i = 0; i < WINDOW_SLOTS; i++) ASSERT_EQ(open_work_window(KIND_NEW_PROCEDURE), 0) << i;
+  for (int i = 0; i < WINDOW_SLOTS; i++) ASSERT_EQ(open_new_procedure(), 0) << i;
   shell().main_state = STATE_OPEN;
   shell().kind_request = KIND_NEW_PROCEDURE;
   EXPECT_EQ(open_work_window(KIND_NEW_PROCEDURE), 1);
@@ -119,7 +120,7 @@ TEST_F(MainLoop, AHundredWindowsAtMost) {
 }
 
 TEST_F(MainLoop, CascadeAndZoom) {
-  for (int i = 0; i < 3; i++) ASSERT_EQ(open_work_window(KIND_NEW_PROCEDURE), 0);
+  for (int i = 0; i < 3; i++) ASSERT_EQ(open_new_procedure(), 0);
   switch_window(0);
   shell().current->editor.top = 5;
   cascade_windows();
@@ -150,7 +151,7 @@ TEST_F(MainLoop, CascadeAndZoom) {
 }
 
 TEST_F(MainLoop, ResizeAndMoveWithArrows) {
-  ASSERT_EQ(open_work_window(KIND_NEW_PROCEDURE), 0);
+  ASSERT_EQ(open_new_procedure(), 0);
   Editor& ed = shell().current->editor;
   const int bottom = ed.bottom, right = ed.right;
   push_key(0x48, 0);  // Up
@@ -174,7 +175,7 @@ TEST_F(MainLoop, ResizeAndMoveWithArrows) {
 }
 
 TEST_F(MainLoop, ShellKeysInTheEditor) {
-  ASSERT_EQ(open_work_window(KIND_NEW_PROCEDURE), 0);
+  ASSERT_EQ(open_new_procedure(), 0);
   const struct {
     uint16_t scan;
     uint32_t control;

@@ -135,7 +135,7 @@ TEST_F(MenuTree, BuildFollowsTheRules) {
 }
 
 TEST_F(MenuTree, WindowListWithFurtherColumns) {
-  for (int i = 0; i < 30; i++) ASSERT_EQ(open_work_window(KIND_NEW_PROCEDURE), 0);
+  for (int i = 0; i < 30; i++) ASSERT_EQ(open_new_procedure(), 0);
   shell().current->editor.modified = 1;  // the title gets its mark
   Menu* bar = menu_build();
   ASSERT_NE(bar, nullptr);
@@ -151,9 +151,9 @@ TEST_F(MenuTree, WindowListWithFurtherColumns) {
   EXPECT_EQ(count, 8 + 9 + 1);  // commands and separator, nine windows, "Другие    > "
   ASSERT_NE(more, nullptr);
   EXPECT_EQ(std::string(more->text), cp866("Другие    > "));
-  EXPECT_EQ(std::string(menu_find(window->submenu, 500)->text), " 1:    ");
+  EXPECT_EQ(std::string(menu_find(window->submenu, 500)->text), " 1:    P ");
   // The tenth window is the first of the nested column.
-  EXPECT_EQ(std::string(more->submenu->items->text), "10:    ");
+  EXPECT_EQ(std::string(more->submenu->items->text), "10:    P ");
   int nested = 0;
   MenuItem* more2 = nullptr;
   for (MenuItem* item = more->submenu->items; item != nullptr; item = item->next) {
@@ -165,7 +165,7 @@ TEST_F(MenuTree, WindowListWithFurtherColumns) {
   // The current (last) window carries the mark and its title.
   MenuItem* last = menu_find(bar, 529);
   ASSERT_NE(last, nullptr);
-  EXPECT_EQ(std::string(last->text), "30: \xFB  * ");
+  EXPECT_EQ(std::string(last->text), "30: \xFB  *P ");
   menu_free(bar);
   // Choosing a window item switches to that ordinal.
   menu_do(509);
@@ -180,7 +180,7 @@ TEST_F(MenuTree, EscWithoutWindowsStaysInMenu) {
   run_main_menu();
   EXPECT_EQ(shell().main_state, STATE_MENU);
   EXPECT_FALSE(shell().in_menu);
-  ASSERT_EQ(open_work_window(KIND_NEW_PROCEDURE), 0);
+  ASSERT_EQ(open_new_procedure(), 0);
   shell().main_state = STATE_MENU;
   push_esc();
   run_main_menu();

@@ -1,0 +1,128 @@
+// The translation-error list: the GETE 7200 answer read into texts and positions, and the
+// " Список ошибок " window whose rows move the editor's cursor to the error.
+#include <cstdio>
+#include <cstring>
+
+#include "editor/kernel_report.h"
+#include "translator/diagnostics.h"
+#include "tui/hints.h"
+#include "tui/messages.h"
+#include "tui/picklist.h"
+#include "tui/screen.h"
+
+namespace tavrel {
+
+namespace {
+
+constexpr uint32_t LIST_COMMAND = 7200;
+constexpr uint32_t NO_POSITION = 0xFFFFFFFF;
+constexpr uint8_t ARG_NUMBER = 1;
+constexpr uint8_t ARG_TEXT = 2;
+constexpr int ENTRY_HEAD = 13;
+constexpr int LIST_TOP = 14, LIST_BOTTOM = 23;
+
+ErrorList g_list;
+
+uint32_t read32(const uint8_t* p) { return p[0] | p[1] << 8 | p[2] << 16 | static_cast<uint32_t>(p[3]) << 24; }
+uint16_t read16(const uint8_t* p) { return static_cast<uint16_t>(p[0] | p[1] << 8); }
+
+// The message with its first "%d" or "%s" (or "%ld") replaced by the argument; any other
+// "%" is copied as it stands, so a message can never read past what it was given.
+std::string fill_message(const char* message, const std::string& argument, bool has_argument) {
+  std::string out;
+  bool filled = !has_argument;
+  for (const char* p = message; *p != '\0'; ++p) {
+    if (!filled && p[0] == '%') {
+      const char* q = p + 1;
+      if (*q == 'l') ++q;
+      if (*q == 'd' || *q == 's') {
+        out += argument;
+        filled = true;
+        p = q;
+        continue;
+      }
+    }
+    out += *p;
+  }
+  return out;
+}
+
+int row_text(int index, char* out, int capacity, void*) {
+  if (index < 0 || index >= static_cast<int>(g_list.texts.size())) return 0;
+  std::snprintf(out, static_cast<size_t>(capacity), "%s", g_list.texts[static_cast<size_t>(index)].c_str());
+  return 1;
+}
+
+}  // namespace
+
+ErrorList& error_list() { return g_list; }
+
+bool error_list_parse(const uint8_t* answer, size_t length, ErrorList* out) {
+  *out = ErrorList{};
+  if (length < 2) return false;
+  const int count = read16(answer);
+  size_t at = 2;
+  for (int i = 0; i < count; ++i) {
+    if (at + ENTRY_HEAD > length) return false;
+    const uint8_t* e = answer + at;
+    const uint32_t number = read32(e);
+    const uint32_t line = read32(e + 4);
+    const uint32_t column = read32(e + 8);
+    const uint8_t kind = e[12];
+    at += ENTRY_HEAD;
+    std::string argument;
+    bool has_argument = false;
+    if (kind == ARG_NUMBER) {
+      if (at + 2 > length) return false;
+      argument = std::to_string(read16(answer + at));
+      has_argument = true;
+      at += 2;
+    } else if (kind == ARG_TEXT) {
+      if (at + 2 > length) return false;
+      const size_t n = read16(answer + at);
+      at += 2;
+      if (at + n > length) return false;
+      argument.assign(reinterpret_cast<const char*>(answer + at), n);
+      argument.resize(std::strlen(argument.c_str()));  // ended at its first NUL
+      has_argument = true;
+      at += n;
+    }
+    char head[120];
+    if (line != NO_POSITION) {
+      std::snprintf(head, sizeof head, message_text(MSG_ERROR_AT), static_cast<long>(line),
+                    static_cast<long>(column));
+    } else {
+      std::snprintf(head, sizeof head, "%s", message_text(MSG_ERROR_PLAIN));
+    }
+    const int number_in_range = number > 0x7FFFFFFF ? -1 : static_cast<int>(number);
+    out->texts.push_back(head + fill_message(diagnostic_message(number_in_range), argument, has_argument));
+    out->lines.push_back(line == NO_POSITION ? -1 : static_cast<int>(line) - 1);
+    out->columns.push_back(line == NO_POSITION ? 0 : static_cast<int>(column) - 1);
+  }
+  return true;
+}
+
+void error_list_fetch(RequestBlock* block, ErrorList* out) {
+  static uint8_t answer[GETE_ANSWER];
+  set_command(block, "GETE");
+  block->position = LIST_COMMAND;
+  block->answer_length = GETE_ANSWER;
+  const uint32_t rc = kernel_call(block, nullptr, nullptr, nullptr, answer);
+  set_command(block, "PROC");
+  *out = ErrorList{};
+  if (rc == 0) error_list_parse(answer, block->answer_length, out);
+}
+
+void error_list_show(RequestBlock* block, Editor* editor) {
+  error_list_fetch(block, &g_list);
+  if (g_list.texts.empty()) return;
+  PickList list;
+  picklist_init(&list, row_text, nullptr, static_cast<int>(g_list.texts.size()));
+  const int chosen = picklist_run(&list, LIST_TOP, 0, LIST_BOTTOM, screen_columns() - 1,
+                                  message_text(MSG_ERROR_LIST_TITLE), HELP_ERRORS);
+  if (chosen < 0 || editor == nullptr) return;
+  const auto row = static_cast<size_t>(chosen);
+  if (g_list.lines[row] >= 0) editor_goto(editor, g_list.lines[row], g_list.columns[row]);
+}
+
+}  // namespace tavrel

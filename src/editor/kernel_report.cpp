@@ -1,0 +1,101 @@
+// The kernel seam and the kernel-error report: the text of a return code (the debugger's
+// own errors by their system code, the channel's and the login's codes by fixed texts,
+// network codes by number, and everything else as the kernel words it through GETE).
+#include <cstdio>
+#include <cstring>
+
+#include "channel/channel.h"
+#include "editor/kernel_report.h"
+#include "tui/messages.h"
+#include "tui/msgbox.h"
+
+namespace tavrel {
+
+namespace {
+
+KernelCall g_call = nullptr;
+void (*g_sink)(const char* text) = nullptr;
+
+// Debugger errors by system code.
+struct DebuggerError {
+  uint32_t system_code;
+  int message;
+};
+constexpr DebuggerError DEBUGGER_ERRORS[] = {
+    {1, MSG_DBG_UNDEFINED_PROC},       {2, MSG_DBG_OTHER_SESSION},   {3, MSG_DBG_NO_DEBUG_INFO},
+    {4, MSG_DBG_TOO_MANY_PROCS},       {5, MSG_DBG_NO_MEMORY},       {6, MSG_DBG_UNKNOWN_ERROR},
+    {7, MSG_DBG_NOT_OPEN},             {8, MSG_DBG_BAD_LINE},        {9, MSG_DBG_TOO_MANY_BREAKPOINTS},
+    {10, MSG_DBG_NOT_WAITING},         {11, MSG_DBG_BAD_COMMAND},    {12, MSG_DBG_ACTIVE_WAITING},
+    {13, MSG_DBG_BAD_PROC_ID},         {14, MSG_DBG_BAD_PARAMETER},  {15, MSG_NO_PROCEDURES},
+    {16, MSG_DBG_CANNOT_END},          {17, MSG_DBG_CHANNEL_BUSY},
+};
+
+// Codes whose text is fixed.
+struct FixedText {
+  uint32_t code;
+  int message;
+};
+constexpr FixedText FIXED_TEXTS[] = {
+    {CHANNEL_NOT_REACHED, MSG_KERNEL_NOT_LOADED},
+    {1025, MSG_BAD_USER_NAME},
+    {1026, MSG_BAD_PASSWORD},
+    {1069, MSG_BAD_CHANNEL},
+};
+
+std::string code_text(uint32_t code) {
+  char text[80];
+  std::snprintf(text, sizeof text, message_text(MSG_DBG_KERNEL_CODE), static_cast<int>(code));
+  return text;
+}
+
+}  // namespace
+
+void kernel_call_set(KernelCall call) { g_call = call; }
+
+uint32_t kernel_call(RequestBlock* block, const void* buffer1, const void* buffer2, void* buffer3,
+                     void* answer) {
+  if (g_call != nullptr) return g_call(block, buffer1, buffer2, buffer3, answer);
+  return channel_call(block, buffer1, buffer2, buffer3, answer);
+}
+
+void set_command(RequestBlock* block, const char* code) { std::memcpy(block->command, code, 4); }
+
+std::string kernel_error_text(RequestBlock* block, uint32_t code, uint32_t system_code) {
+  if (code == KERNEL_DEBUGGER_ERROR) {
+    for (const DebuggerError& e : DEBUGGER_ERRORS)
+      if (e.system_code == system_code) return message_text(e.message);
+    return code_text(code);
+  }
+  for (const FixedText& f : FIXED_TEXTS)
+    if (f.code == code) return message_text(f.message);
+  if (code >= 4001 && code <= 4999) {
+    char text[80];
+    std::snprintf(text, sizeof text, message_text(MSG_NETWORK_ERROR), static_cast<int>(code));
+    return text;
+  }
+  if (block == nullptr) return code_text(code);
+  // The kernel's own wording; the code's number stays when the kernel cannot say it.
+  char answer[GETE_ANSWER];
+  set_command(block, "GETE");
+  block->position = code;
+  block->answer_length = GETE_ANSWER;
+  const uint32_t rc = kernel_call(block, nullptr, nullptr, nullptr, answer);
+  const size_t length = rc == 0 ? block->answer_length : 0;
+  set_command(block, "PROC");
+  std::string text(answer, length <= sizeof answer ? length : sizeof answer);
+  const size_t end = text.find('\0');
+  if (end != std::string::npos) text.resize(end);
+  while (!text.empty() && text.back() == ' ') text.pop_back();
+  return text.empty() ? code_text(code) : text;
+}
+
+void kernel_report_set_sink(void (*sink)(const char* text)) { g_sink = sink; }
+
+void report_kernel_error(RequestBlock* block, uint32_t code, uint32_t system_code) {
+  const std::string text = kernel_error_text(block, code, system_code);
+  // The box opens on top of the window stack, so no open dialog can hide it.
+  msgbox_info(text.c_str());
+  if (g_sink != nullptr) g_sink(text.c_str());
+}
+
+}  // namespace tavrel
