@@ -25,7 +25,8 @@ constexpr char ACTION_PREFIX[] = "Trigger #";
 constexpr size_t ACTION_PREFIX_LENGTH = sizeof ACTION_PREFIX - 1;
 constexpr size_t TRIGGER_COLUMN = 66;   // "(" of a trigger action's row
 constexpr size_t ROW_CUT = 133;         // where the trigger's name is cut before ")"
-constexpr int LIST_TOP = 2, LIST_LEFT = 4, LIST_BOTTOM = 21, LIST_RIGHT = 75;
+// The whole width: a trigger action's row names its trigger from column 66 on.
+constexpr int LIST_TOP = 2, LIST_LEFT = 0, LIST_BOTTOM = 21, LIST_RIGHT = 79;
 
 uint32_t read32(const uint8_t* p) { return p[0] | p[1] << 8 | p[2] << 16 | static_cast<uint32_t>(p[3]) << 24; }
 

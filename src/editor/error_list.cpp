@@ -26,12 +26,18 @@ ErrorList g_list;
 uint32_t read32(const uint8_t* p) { return p[0] | p[1] << 8 | p[2] << 16 | static_cast<uint32_t>(p[3]) << 24; }
 uint16_t read16(const uint8_t* p) { return static_cast<uint16_t>(p[0] | p[1] << 8); }
 
-// The message with its first "%d" or "%s" (or "%ld") replaced by the argument; any other
-// "%" is copied as it stands, so a message can never read past what it was given.
+// The message as printf would make it with the one argument: "%%" gives "%", the first "%d"
+// or "%s" (or "%ld") the argument; any other "%" is copied as it stands, so a message can
+// never read past what it was given.
 std::string fill_message(const char* message, const std::string& argument, bool has_argument) {
   std::string out;
   bool filled = !has_argument;
   for (const char* p = message; *p != '\0'; ++p) {
+    if (p[0] == '%' && p[1] == '%') {
+      out += '%';
+      ++p;
+      continue;
+    }
     if (!filled && p[0] == '%') {
       const char* q = p + 1;
       if (*q == 'l') ++q;
