@@ -28,7 +28,6 @@ constexpr size_t ROW_CUT = 133;         // where the trigger's name is cut befor
 // The whole width: a trigger action's row names its trigger from column 66 on.
 constexpr int LIST_TOP = 2, LIST_LEFT = 0, LIST_BOTTOM = 21, LIST_RIGHT = 79;
 
-uint32_t read32(const uint8_t* p) { return p[0] | p[1] << 8 | p[2] << 16 | static_cast<uint32_t>(p[3]) << 24; }
 
 void row_set_text(CatalogRow* row, const char* text, size_t length) {
   std::memset(row->text, ' ', sizeof row->text);
@@ -73,7 +72,7 @@ uint32_t list_portion(uint32_t key, std::vector<uint8_t>* answer, int* names, ui
   }
   const size_t length = b->answer_length < 4 ? 4 : (b->answer_length > PROC_PORTION ? PROC_PORTION : b->answer_length);
   *names = static_cast<int>((length - 4) / CATALOG_NAME);
-  *next = read32(answer->data() + length - 4);
+  *next = answer_u32(answer->data() + length - 4);
   return 0;
 }
 
@@ -159,7 +158,7 @@ int fill_trigger_list() {
     CatalogRow row{};
     const char* name = reinterpret_cast<const char*>(row_buffer) + 4;
     row_set_text(&row, name, strnlen(name, CATALOG_NAME));
-    row.procedure_id = read32(row_buffer);
+    row.procedure_id = answer_u32(row_buffer);
     rows.push_back(row);
     set_command(b, "GETN");
     b->answer_length = TRIGGER_ROW;

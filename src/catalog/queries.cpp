@@ -21,7 +21,6 @@ const char* const TEXT_LENGTH = "select $$$BODY from SYSTEM.$$$PROC where $$$ID 
 const char* const NAME_OF_PROCEDURE = "select $$$name from system.$$$proc where $$$id = %ld;";
 const char* const NAME_OF_TRIGGER = "select $$$name from system.$$$trig where $$$proc = %ld;";
 
-uint32_t read32(const uint8_t* p) { return p[0] | p[1] << 8 | p[2] << 16 | static_cast<uint32_t>(p[3]) << 24; }
 
 // Statement 1 or 2: a 4-byte identifier, 0 when none.
 uint32_t find_by_name(const char* format, const char* name) {
@@ -36,7 +35,7 @@ uint32_t find_by_name(const char* format, const char* name) {
     if (rc != KERNEL_NO_MORE_ROWS) report_kernel_error(b, rc, b->system_code);
     return 0;
   }
-  return read32(answer);
+  return answer_u32(answer);
 }
 
 // A 66-byte name answer cut and trimmed.
@@ -92,7 +91,7 @@ bool read_procedure_text(uint32_t id, std::string* text) {
     report_kernel_error(b, rc, b->system_code);
     return false;
   }
-  const uint32_t length = read32(body);
+  const uint32_t length = answer_u32(body);
   if (length == 0) {
     b->return_code = KERNEL_EMPTY_TEXT;
     report_kernel_error(b, KERNEL_EMPTY_TEXT, 0);

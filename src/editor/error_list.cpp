@@ -23,8 +23,6 @@ constexpr int LIST_TOP = 14, LIST_BOTTOM = 23;
 
 ErrorList g_list;
 
-uint32_t read32(const uint8_t* p) { return p[0] | p[1] << 8 | p[2] << 16 | static_cast<uint32_t>(p[3]) << 24; }
-uint16_t read16(const uint8_t* p) { return static_cast<uint16_t>(p[0] | p[1] << 8); }
 
 // The message as printf would make it with the one argument: "%%" gives "%", the first "%d"
 // or "%s" (or "%ld") the argument; any other "%" is copied as it stands, so a message can
@@ -66,26 +64,26 @@ ErrorList& error_list() { return g_list; }
 bool error_list_parse(const uint8_t* answer, size_t length, ErrorList* out) {
   *out = ErrorList{};
   if (length < 2) return false;
-  const int count = read16(answer);
+  const int count = answer_u16(answer);
   size_t at = 2;
   for (int i = 0; i < count; ++i) {
     if (at + ENTRY_HEAD > length) return false;
     const uint8_t* e = answer + at;
-    const uint32_t number = read32(e);
-    const uint32_t line = read32(e + 4);
-    const uint32_t column = read32(e + 8);
+    const uint32_t number = answer_u32(e);
+    const uint32_t line = answer_u32(e + 4);
+    const uint32_t column = answer_u32(e + 8);
     const uint8_t kind = e[12];
     at += ENTRY_HEAD;
     std::string argument;
     bool has_argument = false;
     if (kind == ARG_NUMBER) {
       if (at + 2 > length) return false;
-      argument = std::to_string(read16(answer + at));
+      argument = std::to_string(answer_u16(answer + at));
       has_argument = true;
       at += 2;
     } else if (kind == ARG_TEXT) {
       if (at + 2 > length) return false;
-      const size_t n = read16(answer + at);
+      const size_t n = answer_u16(answer + at);
       at += 2;
       if (at + n > length) return false;
       argument.assign(reinterpret_cast<const char*>(answer + at), n);

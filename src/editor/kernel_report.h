@@ -20,6 +20,11 @@ using KernelCall = uint32_t (*)(RequestBlock* block, const void* buffer1, const 
 void kernel_call_set(KernelCall call);
 uint32_t kernel_call(RequestBlock* block, const void* buffer1, const void* buffer2, void* buffer3,
                      void* answer);
+// Numbers in kernel answers are little-endian, whatever their alignment.
+inline uint32_t answer_u32(const uint8_t* p) {
+  return p[0] | p[1] << 8 | p[2] << 16 | static_cast<uint32_t>(p[3]) << 24;
+}
+inline uint16_t answer_u16(const uint8_t* p) { return static_cast<uint16_t>(p[0] | p[1] << 8); }
 // Sets the four-letter command code of a block.
 void set_command(RequestBlock* block, const char* code);
 
