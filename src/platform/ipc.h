@@ -1,7 +1,8 @@
 // Message endpoints between the channel's clients and the servers (the local kernel and the
 // network agent), the server's process record, and the watching of server processes.
-// Win32: mailslots and named file mappings; POSIX: AF_UNIX datagram sockets and record files
-// in the run directory. One message is one frame of at most 65,528 bytes.
+// Win32: mailslots, or shared areas with named events, and process records as named file
+// mappings; POSIX: AF_UNIX datagram sockets and record files in the run directory. One
+// message is one frame of at most 65,528 bytes.
 #pragma once
 
 #include <cstddef>
