@@ -156,34 +156,39 @@ void dispatch(Server& server, std::vector<uint8_t> message) {
 int kernel_serve(const KernelOptions& options) {
   Server server;
   server.options = options;
-  std::string error;
-  if (storage_create(options.db_path, &error) != 0) {
-    std::fprintf(stderr, "tavrel-kernel: cannot use the database %s: %s\n", options.db_path.c_str(), error.c_str());
-    return 2;
-  }
-  server.db = storage_connect(options.db_path, &error);
-  if (server.db == nullptr) {
-    std::fprintf(stderr, "tavrel-kernel: cannot open the database %s: %s\n", options.db_path.c_str(), error.c_str());
-    return 2;
-  }
-  if (options.demo && demo_create(server.db, &error) != 0) {
-    std::fprintf(stderr, "tavrel-kernel: cannot create the demo data: %s\n", error.c_str());
-    storage_disconnect(server.db);
-    return 2;
-  }
+  // The instance first: a second kernel is refused before it touches the database that the
+  // first one serves. Requests arriving meanwhile wait in the endpoint.
   const int status = ipc_server_open(IPC_ROUTE_KERNEL, options.instance.c_str(), &server.endpoint);
   if (status != 0) {
     if (status == IPC_BUSY) {
       std::fprintf(stderr, "tavrel-kernel: another kernel already serves the instance \"%s\"\n",
                    options.instance.empty() ? "(default)" : options.instance.c_str());
     } else {
-      std::fprintf(stderr, "tavrel-kernel: cannot create the kernel endpoint in %s: %s\n", ipc_run_directory(),
-                   std::strerror(status));
+      std::fprintf(stderr, "tavrel-kernel: cannot create the kernel endpoint %s: system error %d\n",
+                   ipc_run_directory(), status);
     }
-    storage_disconnect(server.db);
     return 3;
   }
+  // A stop during the set-up below ends the loop before its first request.
   ipc_stop_on_signals(server.endpoint);
+  std::string error;
+  if (storage_create(options.db_path, &error) != 0) {
+    std::fprintf(stderr, "tavrel-kernel: cannot use the database %s: %s\n", options.db_path.c_str(), error.c_str());
+    ipc_close(server.endpoint);
+    return 2;
+  }
+  server.db = storage_connect(options.db_path, &error);
+  if (server.db == nullptr) {
+    std::fprintf(stderr, "tavrel-kernel: cannot open the database %s: %s\n", options.db_path.c_str(), error.c_str());
+    ipc_close(server.endpoint);
+    return 2;
+  }
+  if (options.demo && demo_create(server.db, &error) != 0) {
+    std::fprintf(stderr, "tavrel-kernel: cannot create the demo data: %s\n", error.c_str());
+    storage_disconnect(server.db);
+    ipc_close(server.endpoint);
+    return 2;
+  }
   std::vector<uint8_t> buffer(EXCHANGE_MAX);
   for (;;) {
     const long n = ipc_receive(server.endpoint, buffer.data(), buffer.size());

@@ -48,7 +48,8 @@ step "sanitizer tests"
 run_tests build/asan
 
 step "Windows build (mingw-w64)"
-configure build/win64 -DCMAKE_BUILD_TYPE=Release -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64.cmake"
+configure build/win64 -DCMAKE_BUILD_TYPE=Release -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64.cmake" \
+  -DTAVREL_SQLITE_MINGW="$(tools/deps.sh --sqlite-mingw)"
 ninja -C build/win64
 step "Windows tests under Wine"
 wineboot --init > /dev/null 2>&1 || true

@@ -303,7 +303,7 @@ void write_trailer(uint8_t* trailer, uint8_t block_number, uint8_t index) {
   trailer[12] = block_number;
   trailer[13] = index;
   put_u32(trailer + 36, ipc_process_id());
-  trailer[47] = IPC_MESSAGE_TYPE;
+  trailer[47] = ipc_message_type();
 }
 
 uint32_t send_through_hook(Transport& t, uint8_t* frame, size_t length, const CallContext& call) {

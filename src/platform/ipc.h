@@ -1,7 +1,8 @@
 // Message endpoints between the channel's clients and the servers (the local kernel and the
 // network agent), the server's process record, and the watching of server processes.
-// Win32: mailslots and named file mappings; POSIX: AF_UNIX datagram sockets and record files
-// in the run directory. One message is one frame of at most 65,528 bytes.
+// Win32: mailslots, or shared areas with named events, and process records as named file
+// mappings; POSIX: AF_UNIX datagram sockets and record files in the run directory. One
+// message is one frame of at most 65,528 bytes.
 #pragma once
 
 #include <cstddef>
@@ -11,8 +12,6 @@ namespace tavrel {
 
 constexpr int IPC_ROUTE_AGENT = 0;
 constexpr int IPC_ROUTE_KERNEL = 1;
-// Message-type byte that travels in the frame trailer.
-constexpr uint8_t IPC_MESSAGE_TYPE = 13;
 // Returned by ipc_server_open when another server already serves the instance.
 constexpr int IPC_BUSY = -2;
 
@@ -22,6 +21,9 @@ struct IpcWatch;
 
 uint32_t ipc_process_id();
 uint32_t ipc_thread_id();
+// The message-type byte of this process's frame trailers: 13 for the mailslot mode (and the
+// POSIX sockets), 12 for the shared-memory mode.
+uint8_t ipc_message_type();
 
 // The run directory that holds the endpoints (POSIX), or "" where the system names them.
 const char* ipc_run_directory();

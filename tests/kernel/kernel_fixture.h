@@ -1,90 +1,84 @@
-// A real tavrel-kernel for integration tests: a private run directory, a kernel started on a
-// demo database in it (dying with the test process, even a killed one), and the clean-up.
+// A real tavrel-kernel for integration tests: a private directory (the run directory on
+// POSIX, where the endpoints live), a kernel started on a demo database in it (dying with the
+// test process, even a killed one), and the clean-up. Where endpoint names are machine-wide
+// (Win32), a test keeps apart from others by an instance name of its own.
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <csignal>
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <string>
-#include <sys/prctl.h>
-#include <sys/wait.h>
 #include <thread>
-#include <unistd.h>
+
+#include "platform/ipc.h"
+#include "platform/platform.h"
+#include "platform/process.h"
 
 namespace tavrel {
 
-// The kernel's pid from its process record (4 bytes, little-endian), 0 when there is none.
-inline uint32_t kernel_record_pid(const std::string& path) {
-  FILE* f = std::fopen(path.c_str(), "rb");
-  if (f == nullptr) return 0;
-  unsigned char bytes[4] = {};
-  const size_t n = std::fread(bytes, 1, 4, f);
-  std::fclose(f);
-  return n == 4 ? bytes[0] | bytes[1] << 8 | bytes[2] << 16 | static_cast<uint32_t>(bytes[3]) << 24 : 0;
+// The pid in the process record of the kernel serving the instance, 0 when none serves.
+inline uint32_t kernel_serving_pid(const char* instance) {
+  IpcEndpoint* endpoint = nullptr;
+  uint32_t pid = 0;
+  if (ipc_route_open(IPC_ROUTE_KERNEL, instance, &endpoint, &pid) != 0) return 0;
+  ipc_close(endpoint);
+  return pid;
 }
 
-// Starts a kernel on rundir/kernel.db (on an instance when given) and waits, generously,
-// until it serves. Returns its pid, or -1 when it ended first (its wait status in *status).
-inline pid_t kernel_start(const std::string& rundir, const char* instance = nullptr, int* status = nullptr) {
-  const pid_t child = fork();
-  if (child == 0) {
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    const std::string db = rundir + "/kernel.db";
-    if (instance != nullptr) {
-      execl(TAVREL_KERNEL_PATH, "tavrel-kernel", "--db", db.c_str(), "--demo", "--instance", instance, nullptr);
-    } else {
-      execl(TAVREL_KERNEL_PATH, "tavrel-kernel", "--db", db.c_str(), "--demo", nullptr);
-    }
-    _exit(127);
+// Starts a kernel on dir/kernel.db (on an instance when given) and waits, generously, until
+// it serves. Returns it, or nullptr when it ended first (its exit status in *status).
+inline ChildProcess* kernel_start(const std::string& dir, const char* instance = nullptr, int* status = nullptr) {
+  const std::string db = (std::filesystem::path(dir) / "kernel.db").string();
+  const char* args_default[] = {"tavrel-kernel", "--db", db.c_str(), "--demo", nullptr};
+  const char* args_instance[] = {"tavrel-kernel", "--db", db.c_str(), "--demo", "--instance", instance, nullptr};
+  ChildProcess* child = nullptr;
+  if (process_start(TAVREL_KERNEL_PATH, instance != nullptr ? args_instance : args_default, &child) != 0) {
+    return nullptr;
   }
-  const std::string record =
-      rundir + (instance != nullptr ? "/TavrelProcessInfo(" + std::string(instance) + ")" : std::string("/TavrelProcessInfo"));
   for (int i = 0; i < 600; ++i) {
-    // A killed kernel leaves its record behind: wait for the new kernel's own.
-    if (kernel_record_pid(record) == static_cast<uint32_t>(child)) return child;
-    int s;
-    if (waitpid(child, &s, WNOHANG) == child) {
-      if (status != nullptr) *status = s;
-      return -1;
+    // A killed kernel may leave its record behind: wait for the new kernel's own.
+    if (kernel_serving_pid(instance) == process_pid(child)) return child;
+    if (process_wait(child, 0, status)) {
+      process_end(child);
+      return nullptr;
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
   }
-  kill(child, SIGKILL);
-  waitpid(child, nullptr, 0);
-  return -1;
+  process_end(child);
+  return nullptr;
 }
 
-inline void kernel_stop(pid_t kernel) {
-  if (kernel <= 0) return;
-  kill(kernel, SIGKILL);
-  waitpid(kernel, nullptr, 0);
-}
+inline void kernel_stop(ChildProcess* kernel) { process_end(kernel); }
 
-// A test with its own run directory and a kernel serving it.
+// A test with its own directory and a kernel serving it, on the default instance or on
+// the given one (then also named by TAVREL_MBX for the channel).
 class KernelTest : public ::testing::Test {
  protected:
-  void start(const char* prefix) {
-    std::string pattern = std::string("/tmp/") + prefix + "-XXXXXX";
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    rundir = pattern;
-    setenv("TAVREL_RUNDIR", rundir.c_str(), 1);
-    unsetenv("TAVREL_MBX");
-    pid = kernel_start(rundir);
-    ASSERT_GT(pid, 0);
+  void start(const char* prefix, const char* instance_name = nullptr) {
+    static int count = 0;
+    const std::string name =
+        std::string(prefix) + "-" + std::to_string(ipc_process_id()) + "-" + std::to_string(++count);
+    std::error_code error;
+    rundir = (std::filesystem::temp_directory_path(error) / name).string();
+    ASSERT_TRUE(std::filesystem::create_directories(rundir, error)) << rundir;
+    platform_setenv("TAVREL_RUNDIR", rundir.c_str());
+    instance = instance_name != nullptr ? instance_name : "";
+    platform_setenv("TAVREL_MBX", instance_name);
+    kernel = kernel_start(rundir, instance_name);
+    ASSERT_NE(kernel, nullptr);
   }
   void finish() {
-    kernel_stop(pid);
-    pid = -1;
+    kernel_stop(kernel);
+    kernel = nullptr;
     std::error_code ignored;
     std::filesystem::remove_all(rundir, ignored);
   }
+  const char* instance_or_null() const { return instance.empty() ? nullptr : instance.c_str(); }
 
   std::string rundir;
-  pid_t pid = -1;
+  std::string instance;
+  ChildProcess* kernel = nullptr;
 };
 
 }  // namespace tavrel

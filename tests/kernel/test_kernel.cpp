@@ -32,10 +32,10 @@ class Kernel : public KernelTest {
     finish();
   }
 
-  pid_t start_kernel(const char* instance = nullptr, int* status = nullptr) {
-    return kernel_start(rundir, instance, status);
+  ChildProcess* start_kernel(const char* name = nullptr, int* status = nullptr) {
+    return kernel_start(rundir, name, status);
   }
-  static void stop_kernel(pid_t kernel) { kernel_stop(kernel); }
+  static void stop_kernel(ChildProcess* other) { kernel_stop(other); }
 
   static RequestBlock block(const char* command, uint16_t capacity = 0) {
     RequestBlock b{};
@@ -228,10 +228,10 @@ TEST(KernelChild, LogsOnAndSelects) {
 
 TEST_F(Kernel, SecondKernelOnTheSameInstanceIsRefused) {
   int status = 0;
-  EXPECT_EQ(start_kernel(nullptr, &status), -1);
-  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 3);
-  const pid_t other = start_kernel("second");
-  EXPECT_GT(other, 0);
+  EXPECT_EQ(start_kernel(nullptr, &status), nullptr);
+  EXPECT_EQ(status, 3);
+  ChildProcess* other = start_kernel("second");
+  EXPECT_NE(other, nullptr);
   setenv("TAVREL_MBX", "second", 1);
   channel_set_option(7, nullptr, 0);
   RequestBlock b;
@@ -241,13 +241,12 @@ TEST_F(Kernel, SecondKernelOnTheSameInstanceIsRefused) {
   stop_kernel(other);
 }
 
-TEST_F(Kernel, SigtermRemovesTheEndpointAndTheRecord) {
+TEST_F(Kernel, InterruptRemovesTheEndpointAndTheRecord) {
   ASSERT_TRUE(fs::exists(rundir + "/TavrelMailslot5"));
-  kill(pid, SIGTERM);
+  ASSERT_EQ(process_interrupt(kernel), 0);
   int status = -1;
-  waitpid(pid, &status, 0);
-  pid = -1;
-  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  EXPECT_TRUE(process_wait(kernel, 10000, &status));
+  EXPECT_EQ(status, 0);
   EXPECT_FALSE(fs::exists(rundir + "/TavrelMailslot5"));
   EXPECT_FALSE(fs::exists(rundir + "/TavrelProcessInfo"));
 }
@@ -285,16 +284,16 @@ TEST_F(Kernel, KernelKilledWhileARequestWaits) {
     select(&b, "with recursive c(x) as (select 1 union all select x + 1 from c) select count(*) from c;", &code);
   });
   std::this_thread::sleep_for(std::chrono::milliseconds(200));
-  stop_kernel(pid);
-  pid = -1;
+  stop_kernel(kernel);
+  kernel = nullptr;
   waiting.join();
   EXPECT_GE(code, 1001u);
   EXPECT_LE(code, 1003u);
   // No kernel: 1001. A new kernel: the channel attaches again.
   RequestBlock again;
   EXPECT_EQ(open(&again), 1001u);
-  pid = start_kernel();
-  ASSERT_GT(pid, 0);
+  kernel = start_kernel();
+  ASSERT_NE(kernel, nullptr);
   EXPECT_EQ(open(&again), 0u);
   EXPECT_EQ(select(&again, "select 'back';"), "back");
 }
@@ -302,14 +301,14 @@ TEST_F(Kernel, KernelKilledWhileARequestWaits) {
 TEST_F(Kernel, KernelKilledWhileIdle) {
   RequestBlock b;
   ASSERT_EQ(open(&b), 0u);
-  stop_kernel(pid);
-  pid = -1;
+  stop_kernel(kernel);
+  kernel = nullptr;
   uint32_t code = 0;
   select(&b, "select 1;", &code);
   EXPECT_GE(code, 1001u);
   EXPECT_LE(code, 1003u);
-  pid = start_kernel();
-  ASSERT_GT(pid, 0);
+  kernel = start_kernel();
+  ASSERT_NE(kernel, nullptr);
   EXPECT_EQ(open(&b), 0u);
   EXPECT_EQ(select(&b, "select 2;"), "2");
 }

@@ -113,6 +113,8 @@ extern "C" void stop_handler(int) {
 
 uint32_t ipc_process_id() { return static_cast<uint32_t>(getpid()); }
 uint32_t ipc_thread_id() { return static_cast<uint32_t>(syscall(SYS_gettid)); }
+// The sockets carry frames as the mailslots do.
+uint8_t ipc_message_type() { return 13; }
 
 const char* ipc_run_directory() {
   // Read on every call: tests point TAVREL_RUNDIR at a directory of their own.
