@@ -24,15 +24,37 @@ constexpr int SLOTS_PER_BLOCK = 32;
 constexpr int SLOT_BLOCKS_MAX = 255;
 constexpr int INSTANCE_MAX = 130;
 
+// Slot states. A kept slot stays bound to its request block after a synchronous call that
+// asked for an answer in any case (REQUEST_ANSWER_WANTED): an answer that arrives later
+// still lands in the block and its buffers, and channel_wait on the block waits for it.
+constexpr uint8_t SLOT_FREE = 0;
+constexpr uint8_t SLOT_WAITING = 1;
+constexpr uint8_t SLOT_KEPT = 2;
+
+// Whether a thread still runs: the flag is cleared when the thread ends, so that an answer
+// for a request block on the stack of an ended thread is dropped, not written.
+using ThreadLife = std::shared_ptr<const std::atomic<bool>>;
+
+struct ThreadLifeKeeper {
+  std::shared_ptr<std::atomic<bool>> alive = std::make_shared<std::atomic<bool>>(true);
+  ~ThreadLifeKeeper() { *alive = false; }
+};
+
+ThreadLife current_thread_life() {
+  thread_local ThreadLifeKeeper keeper;
+  return keeper.alive;
+}
+
 struct Slot {
   CallContext call{};
-  uint8_t state = 0;          // 0 free, 1 waiting for its answer
+  uint8_t state = SLOT_FREE;
   uint8_t block_number = 0;
   uint8_t index = 0;
   bool async = false;
   bool signalled = false;     // the slot's event: the answer of a synchronous request is in
   bool sync_waiting = false;  // a synchronous caller has not yet taken its answer
   int route = -1;
+  ThreadLife owner;           // the thread that sent the request
   std::condition_variable event;
 };
 using SlotBlock = std::array<Slot, SLOTS_PER_BLOCK>;
@@ -134,10 +156,12 @@ void fail_pending(Transport& t, int route) {
     std::lock_guard lock(t.slot_lock);
     for (auto& block : t.blocks) {
       for (Slot& s : *block) {
-        if (s.state != 1 || s.route != route) continue;
+        if (s.state == SLOT_FREE || s.route != route) continue;
+        const bool owner_alive = s.owner && *s.owner;
+        s.state = SLOT_FREE;
+        if (!owner_alive) continue;
         s.call.block->return_code = CHANNEL_EXCHANGE_FAILED;
         s.call.block->system_code = 0;
-        s.state = 0;
         if (s.async) {
           set_completed(s.call.block);
           completions.push_back(s.call);
@@ -154,12 +178,15 @@ void fail_pending(Transport& t, int route) {
   }
 }
 
-// Copies an answer into its slot's request and wakes the caller.
+// Copies an answer into its slot's request and wakes the caller. An asynchronous answer
+// that must be fetched with MGET ends the request with 1014 and the fetch-rest flag: it is
+// not marked completed and its completion routine does not run; the next channel_call on
+// the block fetches the answer.
 void take_answer(Transport& t, const uint8_t* message, size_t length) {
   if (length < ANSWER_HEADER + FRAME_TRAILER) return;
   const uint8_t* trailer = message + length - FRAME_TRAILER;
   CallContext call{};
-  bool async = false;
+  bool completes = false;
   int route = -1;
   uint32_t code;
   {
@@ -168,21 +195,28 @@ void take_answer(Transport& t, const uint8_t* message, size_t length) {
     const size_t index = trailer[13];
     if (block_number >= t.blocks.size() || index >= SLOTS_PER_BLOCK) return;
     Slot& s = (*t.blocks[block_number])[index];
-    if (s.state == 0) return;
+    if (s.state == SLOT_FREE) return;
+    if (!s.owner || !*s.owner) {
+      s.state = SLOT_FREE;
+      s.signalled = true;
+      s.event.notify_all();
+      t.slot_freed.notify_all();
+      return;
+    }
     code = answer_take(message, length, s.call.block, s.call.row, s.call.answer, s.call.buffer3);
     call = s.call;
-    async = s.async;
     route = s.route;
-    s.state = 0;
-    if (async) {
-      if ((call.block->flags & REQUEST_FETCH_REST) == 0) set_completed(call.block);
+    s.state = SLOT_FREE;
+    if (s.async) {
+      completes = (call.block->flags & REQUEST_FETCH_REST) == 0;
+      if (completes) set_completed(call.block);
     } else {
       s.signalled = true;
       s.event.notify_all();
     }
     t.slot_freed.notify_all();
   }
-  if (async && call.done != nullptr) {
+  if (completes && call.done != nullptr) {
     t.in_completion = true;
     call.done(call.block, call.answer, call.buffer3);
     t.in_completion = false;
@@ -247,7 +281,9 @@ int start(Transport& t) {
   return 0;
 }
 
-// Takes a slot for the call, under the slot-table lock; nullptr when the table is full.
+// Takes a slot for the call, under the slot-table lock; nullptr when the table is full. A
+// busy slot of the same request block is taken over, unless a synchronous caller still
+// waits on it: then this caller waits until that request has been answered.
 Slot* take_slot(Transport& t, const CallContext& call, bool async) {
   std::unique_lock lock(t.slot_lock);
   for (;;) {
@@ -256,15 +292,15 @@ Slot* take_slot(Transport& t, const CallContext& call, bool async) {
     bool busy = false;
     for (auto& block : t.blocks) {
       for (Slot& s : *block) {
-        if (s.state != 0 && s.call.block == call.block) {
-          if (!s.async) busy = true;
+        if (s.state != SLOT_FREE && s.call.block == call.block) {
+          if (s.state == SLOT_WAITING && !s.async) busy = true;
           same = &s;
-        } else if (s.state == 0 && !s.sync_waiting && free_slot == nullptr) {
+        } else if (s.state == SLOT_FREE && !s.sync_waiting && free_slot == nullptr) {
           free_slot = &s;
         }
       }
     }
-    if (busy) {  // a synchronous request of this block is still waiting
+    if (busy) {
       t.slot_freed.wait(lock);
       continue;
     }
@@ -280,11 +316,12 @@ Slot* take_slot(Transport& t, const CallContext& call, bool async) {
       t.blocks.push_back(std::move(block));
     }
     s->call = call;
-    s->state = 1;
+    s->state = SLOT_WAITING;
     s->async = async;
     s->signalled = false;
     s->sync_waiting = !async;
     s->route = -1;
+    s->owner = current_thread_life();
     std::atomic_ref<uint32_t>(call.block->flags).fetch_and(~REQUEST_COMPLETED);
     return s;
   }
@@ -292,7 +329,7 @@ Slot* take_slot(Transport& t, const CallContext& call, bool async) {
 
 void free_slot(Transport& t, Slot* s) {
   std::lock_guard lock(t.slot_lock);
-  s->state = 0;
+  s->state = SLOT_FREE;
   s->sync_waiting = false;
   t.slot_freed.notify_all();
 }
@@ -380,6 +417,7 @@ uint32_t transport_send(uint8_t* frame, size_t length, const CallContext& call) 
   std::unique_lock lock(t.slot_lock);
   s->event.wait(lock, [s] { return s->signalled; });
   s->sync_waiting = false;
+  if ((block->flags & REQUEST_ANSWER_WANTED) != 0) s->state = SLOT_KEPT;
   t.slot_freed.notify_all();
   return block->return_code;
 }
@@ -390,11 +428,11 @@ int transport_wait(RequestBlock* block, int seconds) {
   Slot* found = nullptr;
   for (auto& b : t.blocks) {
     for (Slot& s : *b) {
-      if (s.state != 0 && s.call.block == block) found = &s;
+      if (s.state != SLOT_FREE && s.call.block == block) found = &s;
     }
   }
   if (found == nullptr) return 0;
-  auto done = [found, block] { return found->state == 0 || found->call.block != block; };
+  auto done = [found, block] { return found->state == SLOT_FREE || found->call.block != block; };
   if (seconds < 0) {
     t.slot_freed.wait(lock, done);
   } else if (seconds > 0) {
