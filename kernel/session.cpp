@@ -309,7 +309,9 @@ void kernel_answer(IpcEndpoint* endpoint, const KernelRequest& request, KernelAn
     too_long.length_field = describable ? static_cast<uint16_t>(needed) : 0;
     answer = std::move(too_long);
   }
-  std::vector<uint8_t> frame(EXCHANGE_MAX);
+  // One frame buffer per thread, neither allocated nor cleared per answer: the builder
+  // writes every byte it sends.
+  thread_local std::vector<uint8_t> frame(EXCHANGE_MAX);
   const size_t length = kernel_build_answer(request, answer, frame.data());
   ipc_reply_to(endpoint, request.client_pid, frame.data(), length);
 }
