@@ -47,7 +47,10 @@ std::vector<uint8_t> encode_row(sqlite3_stmt* st, uint16_t codepage) {
       continue;
     }
     const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(st, c));
-    const std::string value = text_from_utf8(text != nullptr ? text : "", codepage);
+    const std::string_view utf8(text != nullptr ? text : "", static_cast<size_t>(sqlite3_column_bytes(st, c)));
+    // A UTF-8 session takes the text as it is, without a converted copy.
+    std::string converted;
+    const std::string_view value = codepage == CODEPAGE_OTHER ? utf8 : (converted = text_from_utf8(utf8, codepage));
     append_u16(row, static_cast<uint32_t>(value.size() < NULL_LENGTH ? value.size() : NULL_LENGTH - 1));
     row.insert(row.end(), value.begin(), value.end());
   }
