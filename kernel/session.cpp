@@ -247,17 +247,34 @@ bool run(Session* s, const std::vector<uint8_t>& message) {
   return true;
 }
 
+// Commands that read only what the session holds (texts, rows already read, a kept answer),
+// never the database.
+bool answered_from_memory(const std::vector<uint8_t>& message) {
+  if (message.size() < FRAME_HEADER) return false;
+  const char* command = reinterpret_cast<const char*>(message.data()) + 4 + offsetof(RequestBlock, command);
+  for (const char* quick : {"GETE", "GETN", "MGET", "GPRC", "DESC"}) {
+    if (command_is(command, quick)) return true;
+  }
+  return false;
+}
+
 void worker(Session* s) {
   for (;;) {
     std::vector<uint8_t> message;
     {
       std::unique_lock lock(s->lock);
-      s->wake.wait(lock, [s] { return !s->queue.empty() || s->closing; });
+      s->wake.wait(lock, [s] { return !s->running && (!s->queue.empty() || s->closing); });
       if (s->queue.empty()) break;
       message = std::move(s->queue.front());
       s->queue.pop_front();
+      s->running = true;
     }
-    if (!run(s, message)) break;
+    const bool more = run(s, message);
+    {
+      std::lock_guard lock(s->lock);
+      s->running = false;
+    }
+    if (!more) break;
   }
   close_cursor(s);
   std::lock_guard lock(s->lock);
@@ -322,8 +339,19 @@ void kernel_answer(IpcEndpoint* endpoint, const KernelRequest& request, KernelAn
 void session_start(Session* session) { session->worker = std::thread(worker, session); }
 
 bool session_post(Session* session, std::vector<uint8_t> message) {
-  std::lock_guard lock(session->lock);
+  std::unique_lock lock(session->lock);
   if (session->closed || session->closing) return false;
+  // A request answered from what the session already holds runs at once on the calling
+  // thread when the worker is idle: handing it to the worker would cost more than running it.
+  if (!session->running && session->queue.empty() && !session->assembling && answered_from_memory(message)) {
+    session->running = true;
+    lock.unlock();
+    run(session, message);
+    lock.lock();
+    session->running = false;
+    if (!session->queue.empty() || session->closing) session->wake.notify_one();
+    return true;
+  }
   session->queue.push_back(std::move(message));
   session->wake.notify_one();
   return true;

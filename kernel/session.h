@@ -30,11 +30,12 @@ struct Session {
   IpcEndpoint* endpoint = nullptr;
 
   std::thread worker;
-  std::mutex lock;  // queue, closing, and db against a KILL from the server thread
+  std::mutex lock;  // queue, closing, running, and db against a KILL from the server thread
   std::condition_variable wake;
   std::deque<std::vector<uint8_t>> queue;
   bool closing = false;
   bool closed = false;  // CLOS answered: the session takes no further requests
+  bool running = false;  // a request of the session runs (on the worker or on the server thread)
   std::atomic<bool> finished{false};
 
   // Worker-only state.

@@ -51,11 +51,10 @@ struct Slot {
   uint8_t block_number = 0;
   uint8_t index = 0;
   bool async = false;
-  bool signalled = false;     // the slot's event: the answer of a synchronous request is in
+  bool signalled = false;     // the answer of a synchronous request is in
   bool sync_waiting = false;  // a synchronous caller has not yet taken its answer
   int route = -1;
   ThreadLife owner;           // the thread that sent the request
-  std::condition_variable event;
 };
 using SlotBlock = std::array<Slot, SLOTS_PER_BLOCK>;
 
@@ -69,19 +68,23 @@ struct Route {
 struct Transport {
   std::mutex start_lock;
   std::mutex attach_lock;  // route attach, route choice and the write of one request
-  std::mutex slot_lock;    // the pending-request slots
+  std::mutex slot_lock;    // the pending-request slots, and who receives
+  // Notified whenever a slot is answered or freed and whenever the reply endpoint is let go.
   std::condition_variable slot_freed;
+  // The reply endpoint has one receiver at a time (under slot_lock). A synchronous caller
+  // receives its answer itself when nobody else does, without a hand-over from another
+  // thread; the reader thread receives only while asynchronous or kept requests wait.
+  bool receiving = false;
+  std::condition_variable reader_wake;
   std::vector<std::unique_ptr<SlotBlock>> blocks;
   Route routes[2];
   IpcEndpoint* reply = nullptr;
   IpcWatch* watch = nullptr;
   std::thread reader;
   std::thread watcher;
-  std::thread::id reader_id;
   std::atomic<bool> started{false};
   std::atomic<bool> stopping{false};
   std::atomic<bool> reader_running{false};
-  std::atomic<bool> in_completion{false};
   bool environment_read = false;
   char instance[2][INSTANCE_MAX + 1] = {};
   ExchangeHook hook = nullptr;
@@ -97,6 +100,9 @@ Transport& transport() {
   static ShutdownAtExit guard;  // destroyed before t: joins the threads first
   return t;
 }
+
+// Raised while a completion routine runs on this thread: it must not wait for an answer.
+thread_local bool in_completion = false;
 
 void set_completed(RequestBlock* block) {
   std::atomic_ref<uint32_t>(block->flags).fetch_or(REQUEST_COMPLETED);
@@ -167,12 +173,14 @@ void fail_pending(Transport& t, int route) {
           completions.push_back(s.call);
         } else {
           s.signalled = true;
-          s.event.notify_all();
         }
       }
     }
     t.slot_freed.notify_all();
   }
+  // A caller may be inside the receive: one byte to the reply endpoint brings it out.
+  const uint8_t wake = 0;
+  ipc_reply_to(t.reply, ipc_process_id(), &wake, 1);
   for (const CallContext& c : completions) {
     if (c.done != nullptr) c.done(c.block, c.answer, c.buffer3);
   }
@@ -199,7 +207,6 @@ void take_answer(Transport& t, const uint8_t* message, size_t length) {
     if (!s.owner || !*s.owner) {
       s.state = SLOT_FREE;
       s.signalled = true;
-      s.event.notify_all();
       t.slot_freed.notify_all();
       return;
     }
@@ -212,14 +219,13 @@ void take_answer(Transport& t, const uint8_t* message, size_t length) {
       if (completes) set_completed(call.block);
     } else {
       s.signalled = true;
-      s.event.notify_all();
     }
     t.slot_freed.notify_all();
   }
   if (completes && call.done != nullptr) {
-    t.in_completion = true;
+    in_completion = true;
     call.done(call.block, call.answer, call.buffer3);
-    t.in_completion = false;
+    in_completion = false;
   }
   if (code >= CHANNEL_NOT_REACHED && code <= CHANNEL_CONNECTION_LOST && route >= 0) {
     std::lock_guard lock(t.attach_lock);
@@ -227,12 +233,41 @@ void take_answer(Transport& t, const uint8_t* message, size_t length) {
   }
 }
 
+// Under slot_lock: requests that no synchronous caller waits for, whose answers the reader
+// thread must receive.
+bool reader_needed(const Transport& t) {
+  for (const auto& block : t.blocks) {
+    for (const Slot& s : *block) {
+      if ((s.state == SLOT_WAITING && s.async) || s.state == SLOT_KEPT) return true;
+    }
+  }
+  return false;
+}
+
+// Receives one message as the endpoint's receiver and takes the answer in it; called with
+// slot_lock held and t.receiving just set, returns with it held and t.receiving cleared.
+// false when the endpoint has been stopped.
+bool receive_one(Transport& t, std::unique_lock<std::mutex>& lock) {
+  thread_local std::vector<uint8_t> buffer(EXCHANGE_MAX);
+  lock.unlock();
+  const long n = ipc_receive(t.reply, buffer.data(), buffer.size());
+  if (n > 0) take_answer(t, buffer.data(), static_cast<size_t>(n));
+  lock.lock();
+  t.receiving = false;
+  if (n <= 0) t.reader_running = false;
+  t.slot_freed.notify_all();
+  // Waking the reader when it has nothing to receive would cost a needless switch per answer.
+  if (reader_needed(t)) t.reader_wake.notify_one();
+  return n > 0;
+}
+
 void reader_loop(Transport& t) {
-  std::vector<uint8_t> buffer(EXCHANGE_MAX);
+  std::unique_lock lock(t.slot_lock);
   for (;;) {
-    const long n = ipc_receive(t.reply, buffer.data(), buffer.size());
-    if (n <= 0) break;
-    take_answer(t, buffer.data(), static_cast<size_t>(n));
+    t.reader_wake.wait(lock, [&t] { return t.stopping || !t.reader_running || (!t.receiving && reader_needed(t)); });
+    if (t.stopping || !t.reader_running) break;
+    t.receiving = true;
+    if (!receive_one(t, lock)) break;
   }
   t.reader_running = false;
 }
@@ -275,7 +310,6 @@ int start(Transport& t) {
   t.stopping = false;
   t.reader_running = true;
   t.reader = std::thread(reader_loop, std::ref(t));
-  t.reader_id = t.reader.get_id();
   t.watcher = std::thread(watcher_loop, std::ref(t));
   t.started = true;
   return 0;
@@ -410,14 +444,31 @@ uint32_t transport_send(uint8_t* frame, size_t length, const CallContext& call) 
     block->system_code = static_cast<uint32_t>(error);
     return block->return_code;
   }
+  std::unique_lock lock(t.slot_lock);
   if (async) {
-    std::this_thread::yield();
+    t.reader_wake.notify_one();
     return 0;
   }
-  std::unique_lock lock(t.slot_lock);
-  s->event.wait(lock, [s] { return s->signalled; });
+  // Receive the answer here while nobody else receives; otherwise wait for the receiver to
+  // take it in or to let the endpoint go.
+  while (!s->signalled) {
+    if (!t.receiving && t.reader_running) {
+      t.receiving = true;
+      receive_one(t, lock);
+    } else if (!t.reader_running) {
+      // The endpoint has been stopped: no answer can come any more.
+      block->return_code = CHANNEL_EXCHANGE_FAILED;
+      s->state = SLOT_FREE;
+      break;
+    } else {
+      t.slot_freed.wait(lock);
+    }
+  }
   s->sync_waiting = false;
-  if ((block->flags & REQUEST_ANSWER_WANTED) != 0) s->state = SLOT_KEPT;
+  if ((block->flags & REQUEST_ANSWER_WANTED) != 0 && s->state == SLOT_FREE) {
+    s->state = SLOT_KEPT;
+    t.reader_wake.notify_one();
+  }
   t.slot_freed.notify_all();
   return block->return_code;
 }
@@ -441,10 +492,7 @@ int transport_wait(RequestBlock* block, int seconds) {
   return done() ? 0 : 1;
 }
 
-bool transport_in_completion() {
-  Transport& t = transport();
-  return t.in_completion && std::this_thread::get_id() == t.reader_id;
-}
+bool transport_in_completion() { return in_completion; }
 
 void transport_reread_environment() {
   Transport& t = transport();
@@ -456,7 +504,11 @@ void transport_shutdown() {
   Transport& t = transport();
   std::lock_guard lock(t.start_lock);
   if (!t.started) return;
-  t.stopping = true;
+  {
+    std::lock_guard slot_lock(t.slot_lock);
+    t.stopping = true;
+    t.reader_wake.notify_all();
+  }
   ipc_receive_stop(t.reply);
   ipc_watch_wake(t.watch);
   t.reader.join();
