@@ -173,21 +173,15 @@ std::vector<uint8_t> encode_row(sqlite3_stmt* st, RowLayout layout, const Catalo
   return row;
 }
 
-// Rows of the pending catalogue result that fit the capacity (the first always goes).
-void deliver(CatalogState* s, uint16_t capacity, KernelAnswer* a) {
-  size_t rows = 0;
-  while (s->next < s->rows.size()) {
-    const std::vector<uint8_t>& row = s->rows[s->next];
-    if (rows > 0 && a->data.size() + row.size() > capacity) break;
-    a->data.insert(a->data.end(), row.begin(), row.end());
-    ++s->next;
-    ++rows;
-  }
-  if (rows == 0) {
-    a->code = KERNEL_END_OF_DATA;
+// Rows of the pending catalogue result that fit the capacity; at the end the result is
+// dropped.
+size_t deliver(CatalogState* s, uint16_t capacity, KernelAnswer* a) {
+  const size_t count = rows_deliver(s->rows, &s->next, capacity, a);
+  if (a->code == KERNEL_END_OF_DATA) {
     s->active = false;
     s->rows.clear();
   }
+  return count;
 }
 
 // One statement with text parameters; 0 or a kernel code.
@@ -425,10 +419,7 @@ bool catalog_select(const CatalogContext& c, std::string_view sql, uint16_t capa
 }
 
 void catalog_next(const CatalogContext& c, uint16_t capacity, KernelAnswer* a) {
-  CatalogState* state = c.state;
-  const size_t before = state->next;
-  deliver(state, capacity, a);
-  a->argument = static_cast<uint32_t>(state->next - before);
+  a->argument = static_cast<uint32_t>(deliver(c.state, capacity, a));
 }
 
 void catalog_text_portion(const CatalogContext& c, uint32_t position, uint16_t capacity, KernelAnswer* a) {

@@ -32,7 +32,7 @@ constexpr size_t ROW_PARAM = 327;
 // What a session keeps between catalogue requests.
 struct CatalogState {
   bool active = false;  // the current select is a catalogue statement (GETN reads rows)
-  std::vector<std::vector<uint8_t>> rows;
+  Rows rows;
   size_t next = 0;
   bool text_selected = false;  // a stored text selected by the $$$BODY statement, for GPRC
   std::string text;            // in the session's code page

@@ -18,6 +18,8 @@ namespace tavrel {
 namespace {
 
 constexpr uint16_t NULL_LENGTH = 0xFFFF;
+// A request joined from MPUT pieces is refused beyond this size.
+constexpr size_t ASSEMBLY_MAX = size_t{64} << 20;
 
 std::string_view part_text(const KernelRequest& r, int i) {
   return {reinterpret_cast<const char*>(r.part[i]), r.part_length[i]};
@@ -34,6 +36,8 @@ void append_u16(std::vector<uint8_t>& out, uint32_t v) {
 }
 
 // One row: per column a u16 length and the text in the client's code page, 0xFFFF for NULL.
+// A value of 65,535 bytes or more keeps all its bytes, which makes the row longer than any
+// answer can carry: it is refused when its turn comes, never sent cut.
 std::vector<uint8_t> encode_row(sqlite3_stmt* st, uint16_t codepage) {
   std::vector<uint8_t> row;
   const int columns = sqlite3_column_count(st);
@@ -43,10 +47,12 @@ std::vector<uint8_t> encode_row(sqlite3_stmt* st, uint16_t codepage) {
       continue;
     }
     const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(st, c));
-    const std::string value = text_from_utf8(text != nullptr ? text : "", codepage);
-    const size_t n = value.size() < NULL_LENGTH ? value.size() : NULL_LENGTH - 1;
-    append_u16(row, static_cast<uint32_t>(n));
-    row.insert(row.end(), value.begin(), value.begin() + static_cast<long>(n));
+    const std::string_view utf8(text != nullptr ? text : "", static_cast<size_t>(sqlite3_column_bytes(st, c)));
+    // A UTF-8 session takes the text as it is, without a converted copy.
+    std::string converted;
+    const std::string_view value = codepage == CODEPAGE_OTHER ? utf8 : (converted = text_from_utf8(utf8, codepage));
+    append_u16(row, static_cast<uint32_t>(value.size() < NULL_LENGTH ? value.size() : NULL_LENGTH - 1));
+    row.insert(row.end(), value.begin(), value.end());
   }
   return row;
 }
@@ -54,44 +60,39 @@ std::vector<uint8_t> encode_row(sqlite3_stmt* st, uint16_t codepage) {
 void close_cursor(Session* s) {
   sqlite3_finalize(s->cursor);
   s->cursor = nullptr;
-  s->held_row.clear();
-  s->cursor_done = false;
+  s->rows.clear();
+  s->next_row = 0;
 }
 
-// Rows of the open select that fit the capacity; code 2 when there are none left.
-void fetch_rows(Session* s, const KernelRequest& r, KernelAnswer* a) {
+// SLCT of ordinary SQL: runs the select to its end, count = rows found, and answers with the
+// first rows. The statement stays prepared, so that DESC describes it and GETN answers 2
+// once every row has gone, until the next select or CLOS.
+void open_select(Session* s, const std::string& sql, uint16_t capacity, KernelAnswer* a) {
+  a->code = storage_prepare(s->db, sql, &s->cursor, &s->last_message);
+  if (a->code != 0) return;
+  for (;;) {
+    const int rc = sqlite3_step(s->cursor);
+    if (rc == SQLITE_DONE) break;
+    if (rc != SQLITE_ROW) {
+      a->code = storage_code(rc);
+      s->last_message = sqlite3_errmsg(s->db);
+      close_cursor(s);
+      return;
+    }
+    s->rows.push_back(encode_row(s->cursor, s->codepage));
+  }
+  sqlite3_reset(s->cursor);
+  a->argument = static_cast<uint32_t>(s->rows.size());
+  rows_deliver(s->rows, &s->next_row, capacity, a);
+}
+
+// GETN of ordinary SQL: the next rows; count = rows in the answer.
+void next_rows(Session* s, uint16_t capacity, KernelAnswer* a) {
   if (s->cursor == nullptr) {
     a->code = KERNEL_NO_SELECT;
     return;
   }
-  const size_t capacity = r.block.answer_length;
-  uint32_t rows = 0;
-  // A select read to its end stays open (GETN keeps answering 2, DESC still describes it)
-  // until the next select or CLOS; stepping it again would run it anew.
-  while (!s->cursor_done) {
-    if (s->held_row.empty()) {
-      const int rc = sqlite3_step(s->cursor);
-      if (rc == SQLITE_DONE) {
-        s->cursor_done = true;
-        break;
-      }
-      if (rc != SQLITE_ROW) {
-        a->code = storage_code(rc);
-        s->last_message = sqlite3_errmsg(s->db);
-        close_cursor(s);
-        break;
-      }
-      s->held_row = encode_row(s->cursor, s->codepage);
-    }
-    // The first row goes even when it is too long: the client then learns the length needed.
-    if (rows > 0 && a->data.size() + s->held_row.size() > capacity) break;
-    a->data.insert(a->data.end(), s->held_row.begin(), s->held_row.end());
-    s->held_row.clear();
-    ++rows;
-    if (a->data.size() >= capacity) break;
-  }
-  if (a->code == 0 && rows == 0) a->code = KERNEL_END_OF_DATA;
-  a->argument = rows;
+  a->argument = static_cast<uint32_t>(rows_deliver(s->rows, &s->next_row, capacity, a));
 }
 
 void describe(Session* s, KernelAnswer* a) {
@@ -151,17 +152,20 @@ bool run(Session* s, const std::vector<uint8_t>& message) {
   a.position = r.block.position;
 
   // A long request arrives as MALL, MPUT pieces and the final exchange, whose parts are
-  // then those of the assembled data stream.
+  // then those of the joined data stream.
   std::vector<uint8_t> assembled;
   if (command_is(command, "MALL")) {
     s->assembly.clear();
+    s->assembly_total = r.block.answer_length;
     s->assembling = true;
     kernel_answer(s->endpoint, r, std::move(a));
     return true;
   }
   if (command_is(command, "MPUT")) {
-    if (!s->assembling || r.block.position != s->assembly.size()) {
+    if (!s->assembling || r.block.position != s->assembly.size() ||
+        s->assembly.size() + r.part_length[3] > ASSEMBLY_MAX) {
       s->assembling = false;
+      s->assembly.clear();
       a.code = KERNEL_MALFORMED;
     } else {
       s->assembly.insert(s->assembly.end(), r.part[3], r.part[3] + r.part_length[3]);
@@ -173,17 +177,11 @@ bool run(Session* s, const std::vector<uint8_t>& message) {
     s->assembling = false;
     assembled.swap(s->assembly);
     assembled.insert(assembled.end(), r.part[3], r.part[3] + r.part_length[3]);
-    const uint8_t* p = assembled.data();
-    const uint8_t* end = p + assembled.size();
-    for (int i = 0; i < 4; ++i) {
-      if (end - p < 2 || end - p - 2 < get_u16(p)) {
-        a.code = KERNEL_MALFORMED;
-        kernel_answer(s->endpoint, r, std::move(a));
-        return true;
-      }
-      r.part_length[i] = get_u16(p);
-      r.part[i] = p + 2;
-      p += 2 + r.part_length[i];
+    if ((assembled.size() & 0xFFFF) != s->assembly_total ||
+        kernel_parse_stream(assembled.data(), assembled.size(), &r) != 0) {
+      a.code = KERNEL_MALFORMED;
+      kernel_answer(s->endpoint, r, std::move(a));
+      return true;
     }
   }
 
@@ -215,14 +213,13 @@ bool run(Session* s, const std::vector<uint8_t>& message) {
     s->catalog.active = false;
     const std::string text = statement_of(r, s->codepage);
     if (!catalog_select(catalog_context(s), text, r.block.answer_length, &a)) {
-      a.code = storage_prepare(s->db, catalog_rewrite(text), &s->cursor, &s->last_message);
-      if (a.code == 0) fetch_rows(s, r, &a);
+      open_select(s, catalog_rewrite(text), r.block.answer_length, &a);
     }
   } else if (command_is(command, "GETN")) {
     if (s->catalog.active) {
       catalog_next(catalog_context(s), r.block.answer_length, &a);
     } else {
-      fetch_rows(s, r, &a);
+      next_rows(s, r.block.answer_length, &a);
     }
   } else if (command_is(command, "GPRC")) {
     catalog_text_portion(catalog_context(s), r.block.position, r.block.answer_length, &a);
@@ -250,17 +247,34 @@ bool run(Session* s, const std::vector<uint8_t>& message) {
   return true;
 }
 
+// Commands that read only what the session holds (texts, rows already read, a kept answer),
+// never the database.
+bool answered_from_memory(const std::vector<uint8_t>& message) {
+  if (message.size() < FRAME_HEADER) return false;
+  const char* command = reinterpret_cast<const char*>(message.data()) + 4 + offsetof(RequestBlock, command);
+  for (const char* quick : {"GETE", "GETN", "MGET", "GPRC", "DESC"}) {
+    if (command_is(command, quick)) return true;
+  }
+  return false;
+}
+
 void worker(Session* s) {
   for (;;) {
     std::vector<uint8_t> message;
     {
       std::unique_lock lock(s->lock);
-      s->wake.wait(lock, [s] { return !s->queue.empty() || s->closing; });
+      s->wake.wait(lock, [s] { return !s->running && (!s->queue.empty() || s->closing); });
       if (s->queue.empty()) break;
       message = std::move(s->queue.front());
       s->queue.pop_front();
+      s->running = true;
     }
-    if (!run(s, message)) break;
+    const bool more = run(s, message);
+    {
+      std::lock_guard lock(s->lock);
+      s->running = false;
+    }
+    if (!more) break;
   }
   close_cursor(s);
   std::lock_guard lock(s->lock);
@@ -300,21 +314,24 @@ void kernel_answer(IpcEndpoint* endpoint, const KernelRequest& request, KernelAn
   if (size > ANSWER_DATA_MAX) {
     const int row = command_find(request.block.command);
     const bool fetchable = row >= 0 && (COMMAND_TABLE[row].properties & COMMAND_FETCH) != 0;
-    const size_t needed = answer.data.size() > 0xFFFF ? 0xFFFF : answer.data.size();
-    if (session != nullptr && fetchable && request.block.answer_length >= needed) {
+    const size_t needed = answer.data.size();
+    const bool describable = needed <= ROW_MAX;
+    if (describable && session != nullptr && fetchable && request.block.answer_length >= needed) {
       session->pending = std::move(answer.data);
-      session->pending.resize(needed);
       session->pending_head = answer;
     }
+    // An answer that no 16-bit length can describe is refused, never sent cut.
     KernelAnswer too_long;
-    too_long.code = 1014;
+    too_long.code = describable ? CHANNEL_ANSWER_TOO_LONG : KERNEL_ANSWER_TOO_LONG;
     too_long.channel = answer.channel;
     too_long.position = answer.position;
     too_long.argument = answer.argument;
-    too_long.length_field = static_cast<uint16_t>(needed);
+    too_long.length_field = describable ? static_cast<uint16_t>(needed) : 0;
     answer = std::move(too_long);
   }
-  std::vector<uint8_t> frame(EXCHANGE_MAX);
+  // One frame buffer per thread, neither allocated nor cleared per answer: the builder
+  // writes every byte it sends.
+  thread_local std::vector<uint8_t> frame(EXCHANGE_MAX);
   const size_t length = kernel_build_answer(request, answer, frame.data());
   ipc_reply_to(endpoint, request.client_pid, frame.data(), length);
 }
@@ -322,8 +339,19 @@ void kernel_answer(IpcEndpoint* endpoint, const KernelRequest& request, KernelAn
 void session_start(Session* session) { session->worker = std::thread(worker, session); }
 
 bool session_post(Session* session, std::vector<uint8_t> message) {
-  std::lock_guard lock(session->lock);
+  std::unique_lock lock(session->lock);
   if (session->closed || session->closing) return false;
+  // A request answered from what the session already holds runs at once on the calling
+  // thread when the worker is idle: handing it to the worker would cost more than running it.
+  if (!session->running && session->queue.empty() && !session->assembling && answered_from_memory(message)) {
+    session->running = true;
+    lock.unlock();
+    run(session, message);
+    lock.lock();
+    session->running = false;
+    if (!session->queue.empty() || session->closing) session->wake.notify_one();
+    return true;
+  }
   session->queue.push_back(std::move(message));
   session->wake.notify_one();
   return true;

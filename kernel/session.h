@@ -30,21 +30,25 @@ struct Session {
   IpcEndpoint* endpoint = nullptr;
 
   std::thread worker;
-  std::mutex lock;  // queue, closing, and db against a KILL from the server thread
+  std::mutex lock;  // queue, closing, running, and db against a KILL from the server thread
   std::condition_variable wake;
   std::deque<std::vector<uint8_t>> queue;
   bool closing = false;
   bool closed = false;  // CLOS answered: the session takes no further requests
+  bool running = false;  // a request of the session runs (on the worker or on the server thread)
   std::atomic<bool> finished{false};
 
   // Worker-only state.
   std::vector<uint8_t> assembly;  // a request arriving in MALL/MPUT pieces
+  uint16_t assembly_total = 0;    // its length as MALL announced it: the low 16 bits
   bool assembling = false;
   std::vector<uint8_t> pending;   // an answer too long for one exchange, fetched with MGET
   KernelAnswer pending_head;
+  // The open select: its statement (kept for DESC) and its rows, all read when it was opened,
+  // so that SLCT can tell how many rows it found.
   sqlite3_stmt* cursor = nullptr;
-  std::vector<uint8_t> held_row;  // a row fetched but not yet delivered
-  bool cursor_done = false;       // every row delivered; the select stays open for DESC
+  Rows rows;
+  size_t next_row = 0;
   std::string last_message;       // SQLite's text for the last failure
   CatalogState catalog;           // catalogue selects, the text for GPRC, translation errors
 };

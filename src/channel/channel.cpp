@@ -58,7 +58,9 @@ uint32_t send_split(RequestBlock* block, int row, const std::vector<uint8_t>& st
   uint8_t* frame = frame_buffer().data();
   const int mput_row = command_find("MPUT");
   RequestBlock copy = *block;
-  copy.flags &= ~REQUEST_ASYNC;
+  // The pieces are the channel's own exchanges on a block of this frame: no slot may stay
+  // kept for them.
+  copy.flags &= ~(REQUEST_ASYNC | REQUEST_ANSWER_WANTED);
   std::memcpy(copy.command, "MALL", 4);
   copy.answer_length = static_cast<uint16_t>(stream.size());  // the field is 16 bits wide
   std::memcpy(frame + 4, &copy, sizeof copy);
@@ -101,6 +103,7 @@ uint32_t fetch_rest(RequestBlock* block, char saved_command[4], void* answer) {
   block->flags &= ~REQUEST_FETCH_REST;
   while (have < needed || needed == 0) {
     RequestBlock piece = *block;
+    piece.flags &= ~REQUEST_ANSWER_WANTED;
     std::memcpy(piece.command, "MGET", 4);
     piece.position = static_cast<uint32_t>(have);
     piece.answer_length = static_cast<uint16_t>(std::min(needed - have, ANSWER_DATA_MAX));

@@ -11,8 +11,9 @@ namespace tavrel {
 
 // Sends the block's command with buffers 1-3 and the answer buffer (each may be null) and
 // takes the answer back. Returns the return code (also at offset 0), or 0 at once for an
-// asynchronous request (flag REQUEST_ASYNC), whose completion routine done runs on the
-// channel's reader thread when the answer has arrived.
+// asynchronous request (flag REQUEST_ASYNC), whose completion routine done runs when the
+// answer has arrived, on the thread that received it (the channel's reader thread, or a
+// caller waiting for its own answer at the time).
 uint32_t channel_call(RequestBlock* block, const void* buffer1, const void* buffer2, void* buffer3,
                       void* answer, CompletionRoutine done = nullptr);
 

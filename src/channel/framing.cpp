@@ -15,7 +15,7 @@ bool measure_statement(const void* buffer, RequestPart* part) {
   const size_t length = std::strlen(text);
   for (size_t i = length; i > 0; --i) {
     if (text[i - 1] == ';') {
-      *part = {reinterpret_cast<const uint8_t*>(text), static_cast<uint16_t>(i)};
+      *part = {reinterpret_cast<const uint8_t*>(text), i};
       return true;
     }
   }
@@ -25,7 +25,7 @@ bool measure_statement(const void* buffer, RequestPart* part) {
 RequestPart string_part(const void* buffer, size_t max) {
   const char* text = static_cast<const char*>(buffer);
   const size_t length = strnlen(text, max);
-  return {reinterpret_cast<const uint8_t*>(text), static_cast<uint16_t>(length)};
+  return {reinterpret_cast<const uint8_t*>(text), length};
 }
 
 void fill_codepage(const void* buffer3, const CodePageBlock& defaults, CodePageBlock* out) {
@@ -51,7 +51,7 @@ uint32_t request_measure(RequestBlock* block, const CommandRow& row, const void*
   switch (row.layout) {
     case 1:
       if (answer == nullptr && block->answer_length != 0) return CHANNEL_MISSING_BUFFER;
-      parts->part[3] = {answer_bytes, answer == nullptr ? uint16_t{0} : block->answer_length};
+      parts->part[3] = {answer_bytes, answer == nullptr ? 0 : size_t{block->answer_length}};
       [[fallthrough]];
     case 0: {
       const void* texts[3] = {buffer1, buffer2, buffer3};
@@ -76,7 +76,7 @@ uint32_t request_measure(RequestBlock* block, const CommandRow& row, const void*
       }
       if (length > 0xFFFF) length = 0xFFFF;
       if (buffer1 == nullptr && length != 0) return CHANNEL_MISSING_BUFFER;
-      parts->part[0] = {static_cast<const uint8_t*>(buffer1), static_cast<uint16_t>(length)};
+      parts->part[0] = {static_cast<const uint8_t*>(buffer1), length};
       break;
     }
     case 3:
@@ -92,7 +92,7 @@ uint32_t request_measure(RequestBlock* block, const CommandRow& row, const void*
       break;
     case 6:
       if (answer == nullptr && block->answer_length != 0) return CHANNEL_MISSING_BUFFER;
-      parts->part[3] = {answer_bytes, answer == nullptr ? uint16_t{0} : block->answer_length};
+      parts->part[3] = {answer_bytes, answer == nullptr ? 0 : size_t{block->answer_length}};
       break;
     case 7: {
       if (buffer2 == nullptr) return CHANNEL_MISSING_BUFFER;
@@ -112,7 +112,7 @@ uint32_t request_measure(RequestBlock* block, const CommandRow& row, const void*
       while (length > 0 && answer_bytes[length - 1] == 0) --length;
       length += length & 1;
       if (length > block->answer_length) length = block->answer_length;
-      parts->part[3] = {answer_bytes, static_cast<uint16_t>(length)};
+      parts->part[3] = {answer_bytes, length};
       break;
     }
     default: return CHANNEL_UNKNOWN_COMMAND;

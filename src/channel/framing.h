@@ -11,10 +11,11 @@
 
 namespace tavrel {
 
-// One of the four data parts (buffers 1, 2, 3 and the answer buffer), unpadded.
+// One of the four data parts (buffers 1, 2, 3 and the answer buffer), unpadded. A statement
+// text may be longer than 65,535 bytes: it is sent whole, with the low 16 bits of its length.
 struct RequestPart {
   const uint8_t* data;
-  uint16_t length;
+  size_t length;
 };
 struct RequestParts {
   RequestPart part[4];
@@ -31,8 +32,9 @@ uint32_t request_measure(RequestBlock* block, const CommandRow& row, const void*
 // The request's data length: the four lengths padded to even, plus the four length words.
 size_t request_data_length(const RequestParts& parts);
 
-// Writes the data area (request_data_length bytes): per part a u16 length followed by the
-// bytes, an odd part followed by one blank that its length counts.
+// Writes the data area (request_data_length bytes): per part a u16 length (its low 16 bits
+// when longer) followed by the bytes, an odd part followed by one blank that its length
+// counts.
 void request_write_data(const RequestParts& parts, uint8_t* out);
 
 // Masks the flags for sending and marks the request as sent.

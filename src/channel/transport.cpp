@@ -24,16 +24,37 @@ constexpr int SLOTS_PER_BLOCK = 32;
 constexpr int SLOT_BLOCKS_MAX = 255;
 constexpr int INSTANCE_MAX = 130;
 
+// Slot states. A kept slot stays bound to its request block after a synchronous call that
+// asked for an answer in any case (REQUEST_ANSWER_WANTED): an answer that arrives later
+// still lands in the block and its buffers, and channel_wait on the block waits for it.
+constexpr uint8_t SLOT_FREE = 0;
+constexpr uint8_t SLOT_WAITING = 1;
+constexpr uint8_t SLOT_KEPT = 2;
+
+// Whether a thread still runs: the flag is cleared when the thread ends, so that an answer
+// for a request block on the stack of an ended thread is dropped, not written.
+using ThreadLife = std::shared_ptr<const std::atomic<bool>>;
+
+struct ThreadLifeKeeper {
+  std::shared_ptr<std::atomic<bool>> alive = std::make_shared<std::atomic<bool>>(true);
+  ~ThreadLifeKeeper() { *alive = false; }
+};
+
+ThreadLife current_thread_life() {
+  thread_local ThreadLifeKeeper keeper;
+  return keeper.alive;
+}
+
 struct Slot {
   CallContext call{};
-  uint8_t state = 0;          // 0 free, 1 waiting for its answer
+  uint8_t state = SLOT_FREE;
   uint8_t block_number = 0;
   uint8_t index = 0;
   bool async = false;
-  bool signalled = false;     // the slot's event: the answer of a synchronous request is in
+  bool signalled = false;     // the answer of a synchronous request is in
   bool sync_waiting = false;  // a synchronous caller has not yet taken its answer
   int route = -1;
-  std::condition_variable event;
+  ThreadLife owner;           // the thread that sent the request
 };
 using SlotBlock = std::array<Slot, SLOTS_PER_BLOCK>;
 
@@ -47,19 +68,23 @@ struct Route {
 struct Transport {
   std::mutex start_lock;
   std::mutex attach_lock;  // route attach, route choice and the write of one request
-  std::mutex slot_lock;    // the pending-request slots
+  std::mutex slot_lock;    // the pending-request slots, and who receives
+  // Notified whenever a slot is answered or freed and whenever the reply endpoint is let go.
   std::condition_variable slot_freed;
+  // The reply endpoint has one receiver at a time (under slot_lock). A synchronous caller
+  // receives its answer itself when nobody else does, without a hand-over from another
+  // thread; the reader thread receives only while asynchronous or kept requests wait.
+  bool receiving = false;
+  std::condition_variable reader_wake;
   std::vector<std::unique_ptr<SlotBlock>> blocks;
   Route routes[2];
   IpcEndpoint* reply = nullptr;
   IpcWatch* watch = nullptr;
   std::thread reader;
   std::thread watcher;
-  std::thread::id reader_id;
   std::atomic<bool> started{false};
   std::atomic<bool> stopping{false};
   std::atomic<bool> reader_running{false};
-  std::atomic<bool> in_completion{false};
   bool environment_read = false;
   char instance[2][INSTANCE_MAX + 1] = {};
   ExchangeHook hook = nullptr;
@@ -75,6 +100,9 @@ Transport& transport() {
   static ShutdownAtExit guard;  // destroyed before t: joins the threads first
   return t;
 }
+
+// Raised while a completion routine runs on this thread: it must not wait for an answer.
+thread_local bool in_completion = false;
 
 void set_completed(RequestBlock* block) {
   std::atomic_ref<uint32_t>(block->flags).fetch_or(REQUEST_COMPLETED);
@@ -134,32 +162,39 @@ void fail_pending(Transport& t, int route) {
     std::lock_guard lock(t.slot_lock);
     for (auto& block : t.blocks) {
       for (Slot& s : *block) {
-        if (s.state != 1 || s.route != route) continue;
+        if (s.state == SLOT_FREE || s.route != route) continue;
+        const bool owner_alive = s.owner && *s.owner;
+        s.state = SLOT_FREE;
+        if (!owner_alive) continue;
         s.call.block->return_code = CHANNEL_EXCHANGE_FAILED;
         s.call.block->system_code = 0;
-        s.state = 0;
         if (s.async) {
           set_completed(s.call.block);
           completions.push_back(s.call);
         } else {
           s.signalled = true;
-          s.event.notify_all();
         }
       }
     }
     t.slot_freed.notify_all();
   }
+  // A caller may be inside the receive: one byte to the reply endpoint brings it out.
+  const uint8_t wake = 0;
+  ipc_reply_to(t.reply, ipc_process_id(), &wake, 1);
   for (const CallContext& c : completions) {
     if (c.done != nullptr) c.done(c.block, c.answer, c.buffer3);
   }
 }
 
-// Copies an answer into its slot's request and wakes the caller.
+// Copies an answer into its slot's request and wakes the caller. An asynchronous answer
+// that must be fetched with MGET ends the request with 1014 and the fetch-rest flag: it is
+// not marked completed and its completion routine does not run; the next channel_call on
+// the block fetches the answer.
 void take_answer(Transport& t, const uint8_t* message, size_t length) {
   if (length < ANSWER_HEADER + FRAME_TRAILER) return;
   const uint8_t* trailer = message + length - FRAME_TRAILER;
   CallContext call{};
-  bool async = false;
+  bool completes = false;
   int route = -1;
   uint32_t code;
   {
@@ -168,24 +203,29 @@ void take_answer(Transport& t, const uint8_t* message, size_t length) {
     const size_t index = trailer[13];
     if (block_number >= t.blocks.size() || index >= SLOTS_PER_BLOCK) return;
     Slot& s = (*t.blocks[block_number])[index];
-    if (s.state == 0) return;
+    if (s.state == SLOT_FREE) return;
+    if (!s.owner || !*s.owner) {
+      s.state = SLOT_FREE;
+      s.signalled = true;
+      t.slot_freed.notify_all();
+      return;
+    }
     code = answer_take(message, length, s.call.block, s.call.row, s.call.answer, s.call.buffer3);
     call = s.call;
-    async = s.async;
     route = s.route;
-    s.state = 0;
-    if (async) {
-      if ((call.block->flags & REQUEST_FETCH_REST) == 0) set_completed(call.block);
+    s.state = SLOT_FREE;
+    if (s.async) {
+      completes = (call.block->flags & REQUEST_FETCH_REST) == 0;
+      if (completes) set_completed(call.block);
     } else {
       s.signalled = true;
-      s.event.notify_all();
     }
     t.slot_freed.notify_all();
   }
-  if (async && call.done != nullptr) {
-    t.in_completion = true;
+  if (completes && call.done != nullptr) {
+    in_completion = true;
     call.done(call.block, call.answer, call.buffer3);
-    t.in_completion = false;
+    in_completion = false;
   }
   if (code >= CHANNEL_NOT_REACHED && code <= CHANNEL_CONNECTION_LOST && route >= 0) {
     std::lock_guard lock(t.attach_lock);
@@ -193,12 +233,41 @@ void take_answer(Transport& t, const uint8_t* message, size_t length) {
   }
 }
 
+// Under slot_lock: requests that no synchronous caller waits for, whose answers the reader
+// thread must receive.
+bool reader_needed(const Transport& t) {
+  for (const auto& block : t.blocks) {
+    for (const Slot& s : *block) {
+      if ((s.state == SLOT_WAITING && s.async) || s.state == SLOT_KEPT) return true;
+    }
+  }
+  return false;
+}
+
+// Receives one message as the endpoint's receiver and takes the answer in it; called with
+// slot_lock held and t.receiving just set, returns with it held and t.receiving cleared.
+// false when the endpoint has been stopped.
+bool receive_one(Transport& t, std::unique_lock<std::mutex>& lock) {
+  thread_local std::vector<uint8_t> buffer(EXCHANGE_MAX);
+  lock.unlock();
+  const long n = ipc_receive(t.reply, buffer.data(), buffer.size());
+  if (n > 0) take_answer(t, buffer.data(), static_cast<size_t>(n));
+  lock.lock();
+  t.receiving = false;
+  if (n <= 0) t.reader_running = false;
+  t.slot_freed.notify_all();
+  // Waking the reader when it has nothing to receive would cost a needless switch per answer.
+  if (reader_needed(t)) t.reader_wake.notify_one();
+  return n > 0;
+}
+
 void reader_loop(Transport& t) {
-  std::vector<uint8_t> buffer(EXCHANGE_MAX);
+  std::unique_lock lock(t.slot_lock);
   for (;;) {
-    const long n = ipc_receive(t.reply, buffer.data(), buffer.size());
-    if (n <= 0) break;
-    take_answer(t, buffer.data(), static_cast<size_t>(n));
+    t.reader_wake.wait(lock, [&t] { return t.stopping || !t.reader_running || (!t.receiving && reader_needed(t)); });
+    if (t.stopping || !t.reader_running) break;
+    t.receiving = true;
+    if (!receive_one(t, lock)) break;
   }
   t.reader_running = false;
 }
@@ -241,13 +310,14 @@ int start(Transport& t) {
   t.stopping = false;
   t.reader_running = true;
   t.reader = std::thread(reader_loop, std::ref(t));
-  t.reader_id = t.reader.get_id();
   t.watcher = std::thread(watcher_loop, std::ref(t));
   t.started = true;
   return 0;
 }
 
-// Takes a slot for the call, under the slot-table lock; nullptr when the table is full.
+// Takes a slot for the call, under the slot-table lock; nullptr when the table is full. A
+// busy slot of the same request block is taken over, unless a synchronous caller still
+// waits on it: then this caller waits until that request has been answered.
 Slot* take_slot(Transport& t, const CallContext& call, bool async) {
   std::unique_lock lock(t.slot_lock);
   for (;;) {
@@ -256,15 +326,15 @@ Slot* take_slot(Transport& t, const CallContext& call, bool async) {
     bool busy = false;
     for (auto& block : t.blocks) {
       for (Slot& s : *block) {
-        if (s.state != 0 && s.call.block == call.block) {
-          if (!s.async) busy = true;
+        if (s.state != SLOT_FREE && s.call.block == call.block) {
+          if (s.state == SLOT_WAITING && !s.async) busy = true;
           same = &s;
-        } else if (s.state == 0 && !s.sync_waiting && free_slot == nullptr) {
+        } else if (s.state == SLOT_FREE && !s.sync_waiting && free_slot == nullptr) {
           free_slot = &s;
         }
       }
     }
-    if (busy) {  // a synchronous request of this block is still waiting
+    if (busy) {
       t.slot_freed.wait(lock);
       continue;
     }
@@ -280,11 +350,12 @@ Slot* take_slot(Transport& t, const CallContext& call, bool async) {
       t.blocks.push_back(std::move(block));
     }
     s->call = call;
-    s->state = 1;
+    s->state = SLOT_WAITING;
     s->async = async;
     s->signalled = false;
     s->sync_waiting = !async;
     s->route = -1;
+    s->owner = current_thread_life();
     std::atomic_ref<uint32_t>(call.block->flags).fetch_and(~REQUEST_COMPLETED);
     return s;
   }
@@ -292,7 +363,7 @@ Slot* take_slot(Transport& t, const CallContext& call, bool async) {
 
 void free_slot(Transport& t, Slot* s) {
   std::lock_guard lock(t.slot_lock);
-  s->state = 0;
+  s->state = SLOT_FREE;
   s->sync_waiting = false;
   t.slot_freed.notify_all();
 }
@@ -373,13 +444,31 @@ uint32_t transport_send(uint8_t* frame, size_t length, const CallContext& call) 
     block->system_code = static_cast<uint32_t>(error);
     return block->return_code;
   }
+  std::unique_lock lock(t.slot_lock);
   if (async) {
-    std::this_thread::yield();
+    t.reader_wake.notify_one();
     return 0;
   }
-  std::unique_lock lock(t.slot_lock);
-  s->event.wait(lock, [s] { return s->signalled; });
+  // Receive the answer here while nobody else receives; otherwise wait for the receiver to
+  // take it in or to let the endpoint go.
+  while (!s->signalled) {
+    if (!t.receiving && t.reader_running) {
+      t.receiving = true;
+      receive_one(t, lock);
+    } else if (!t.reader_running) {
+      // The endpoint has been stopped: no answer can come any more.
+      block->return_code = CHANNEL_EXCHANGE_FAILED;
+      s->state = SLOT_FREE;
+      break;
+    } else {
+      t.slot_freed.wait(lock);
+    }
+  }
   s->sync_waiting = false;
+  if ((block->flags & REQUEST_ANSWER_WANTED) != 0 && s->state == SLOT_FREE) {
+    s->state = SLOT_KEPT;
+    t.reader_wake.notify_one();
+  }
   t.slot_freed.notify_all();
   return block->return_code;
 }
@@ -390,11 +479,11 @@ int transport_wait(RequestBlock* block, int seconds) {
   Slot* found = nullptr;
   for (auto& b : t.blocks) {
     for (Slot& s : *b) {
-      if (s.state != 0 && s.call.block == block) found = &s;
+      if (s.state != SLOT_FREE && s.call.block == block) found = &s;
     }
   }
   if (found == nullptr) return 0;
-  auto done = [found, block] { return found->state == 0 || found->call.block != block; };
+  auto done = [found, block] { return found->state == SLOT_FREE || found->call.block != block; };
   if (seconds < 0) {
     t.slot_freed.wait(lock, done);
   } else if (seconds > 0) {
@@ -403,10 +492,7 @@ int transport_wait(RequestBlock* block, int seconds) {
   return done() ? 0 : 1;
 }
 
-bool transport_in_completion() {
-  Transport& t = transport();
-  return t.in_completion && std::this_thread::get_id() == t.reader_id;
-}
+bool transport_in_completion() { return in_completion; }
 
 void transport_reread_environment() {
   Transport& t = transport();
@@ -418,7 +504,11 @@ void transport_shutdown() {
   Transport& t = transport();
   std::lock_guard lock(t.start_lock);
   if (!t.started) return;
-  t.stopping = true;
+  {
+    std::lock_guard slot_lock(t.slot_lock);
+    t.stopping = true;
+    t.reader_wake.notify_all();
+  }
   ipc_receive_stop(t.reply);
   ipc_watch_wake(t.watch);
   t.reader.join();

@@ -32,7 +32,7 @@ uint32_t transport_send(uint8_t* frame, size_t length, const CallContext& contex
 // Returns 0 when no request of the block is pending any more, 1 when it still is.
 int transport_wait(RequestBlock* block, int seconds);
 
-// True on the reader thread while it runs a completion routine.
+// True on a thread while it runs a completion routine.
 bool transport_in_completion();
 
 // Re-reads TAVREL_MBX and NET_MBX at the next attach.

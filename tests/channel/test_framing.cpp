@@ -229,6 +229,25 @@ TEST_F(Framing, OneByteMoreGoesAsMallMputAndFinalExchange) {
   EXPECT_EQ(stream[4 + text.size()], ' ');
 }
 
+TEST_F(Framing, StatementOver65535BytesTravelsWholeWithItsLengthsLow16Bits) {
+  std::string text(70000 - 1, 'z');
+  text += ';';
+  RequestBlock b = block("SLCT", 0);
+  ASSERT_EQ(channel_call(&b, nullptr, text.c_str(), nullptr, nullptr), 0u);
+  ASSERT_EQ(peer.frames.size(), 3u);  // MALL, one MPUT piece, the final exchange
+  std::string stream;
+  for (size_t i = 1; i < peer.frames.size(); ++i) stream += parts(peer.frames[i])[3];
+  const size_t total = 8 + text.size();
+  ASSERT_EQ(stream.size(), total);
+  RequestBlock mall;
+  std::memcpy(&mall, &peer.frames[0][4], sizeof mall);
+  EXPECT_EQ(mall.answer_length, total & 0xFFFF);
+  const auto* bytes = reinterpret_cast<const uint8_t*>(stream.data());
+  EXPECT_EQ(get_u16(bytes + 2), text.size() & 0xFFFF);
+  EXPECT_EQ(stream.substr(4, text.size()), text);
+  EXPECT_EQ(get_u16(bytes + 4 + text.size()), 0);
+}
+
 TEST_F(Framing, AnswerOneByteOverCapacityGives1014AndCopiesNothing) {
   peer.answers.push_back({.data = std::string(11, 'z')});
   char answer[16];

@@ -139,6 +139,95 @@ TEST_F(Kernel, LongStatementsAndLongAnswersCrossSeveralExchanges) {
   EXPECT_EQ(b.answer_length, 502);
 }
 
+TEST_F(Kernel, StatementsOver65535BytesRunWhole) {
+  RequestBlock b;
+  ASSERT_EQ(open(&b), 0u);
+  // Once and twice past the 16-bit length of a request part.
+  for (const size_t n : {70000u, 140000u}) {
+    const std::string value = std::string(n - 1, 'a') + "z";
+    const std::string sql = "select length(v) || substr(v, -1) from (select '" + value + "' as v);";
+    uint32_t code = 1;
+    EXPECT_EQ(select(&b, sql.c_str(), &code), std::to_string(n) + "z");
+    EXPECT_EQ(code, 0u);
+  }
+}
+
+TEST_F(Kernel, SelectCountsItsRowsAndKeepsARowThatFoundTooLittleRoom) {
+  RequestBlock b;
+  ASSERT_EQ(open(&b), 0u);
+  const char* sql =
+      "select 'first row' union all select printf('%.*c', 200, 'w') union all select 'third';";
+  // Room for the first row only: count = all rows found.
+  std::vector<char> answer(300);
+  std::memcpy(b.command, "SLCT", 4);
+  b.answer_length = 12;
+  ASSERT_EQ(channel_call(&b, nullptr, sql, nullptr, answer.data()), 0u);
+  EXPECT_EQ(b.argument, 3u);
+  EXPECT_EQ(std::string(answer.data() + 2, b.answer_length - 2u), "first row");
+  // The second row needs 202 bytes: 1014, and it is still the next row.
+  std::memcpy(b.command, "GETN", 4);
+  b.answer_length = 100;
+  EXPECT_EQ(channel_call(&b, nullptr, nullptr, nullptr, answer.data()), 1014u);
+  EXPECT_EQ(b.answer_length, 202);
+  b.answer_length = 300;
+  ASSERT_EQ(channel_call(&b, nullptr, nullptr, nullptr, answer.data()), 0u);
+  EXPECT_EQ(b.argument, 2u);
+  EXPECT_EQ(b.answer_length, 202 + 7);
+  EXPECT_EQ(std::string(answer.data() + 2, 200), std::string(200, 'w'));
+
+  // The same when the very first row does not fit: SLCT still counts, GETN delivers it.
+  std::memcpy(b.command, "SLCT", 4);
+  b.answer_length = 4;
+  EXPECT_EQ(channel_call(&b, nullptr, sql, nullptr, answer.data()), 1014u);
+  EXPECT_EQ(b.argument, 3u);
+  EXPECT_EQ(b.answer_length, 11);
+  std::memcpy(b.command, "GETN", 4);
+  b.answer_length = 11;
+  ASSERT_EQ(channel_call(&b, nullptr, nullptr, nullptr, answer.data()), 0u);
+  EXPECT_EQ(std::string(answer.data() + 2, 9), "first row");
+}
+
+TEST_F(Kernel, RowLongerThanAnyAnswerIsRefusedNotCut) {
+  RequestBlock b;
+  ASSERT_EQ(open(&b), 0u);
+  uint32_t code = 0;
+  // 2 + 65,534 bytes: one byte more than an answer length can say.
+  select(&b, "select printf('%.*c', 65534, 'w') union all select 'next';", &code);
+  EXPECT_EQ(code, 1076u);
+  EXPECT_EQ(b.argument, 2u);
+  std::vector<char> answer(64);
+  std::memcpy(b.command, "GETN", 4);
+  b.answer_length = 64;
+  ASSERT_EQ(channel_call(&b, nullptr, nullptr, nullptr, answer.data()), 0u);
+  EXPECT_EQ(std::string(answer.data() + 2, 4), "next");
+  // One byte less goes whole, fetched with MGET.
+  EXPECT_EQ(select(&b, "select printf('%.*c', 65533, 'v');"), std::string(65533, 'v'));
+}
+
+TEST_F(Kernel, AsynchronousAnswerNeedingMgetEndsWith1014AndTheNextCallFetchesIt) {
+  RequestBlock b;
+  ASSERT_EQ(open(&b), 0u);
+  static int completions = 0;
+  std::vector<char> answer(65535);
+  std::memcpy(b.command, "SLCT", 4);
+  b.answer_length = 65535;
+  b.flags = REQUEST_ASYNC;
+  ASSERT_EQ(channel_call(&b, nullptr, "select printf('%.*c', 65500, 'q');", nullptr, answer.data(),
+                         [](RequestBlock*, void*, void*) { ++completions; }),
+            0u);
+  EXPECT_EQ(channel_wait(&b, -1), 0);
+  EXPECT_EQ(b.return_code, 1014u);
+  EXPECT_EQ(b.answer_length, 65502);
+  EXPECT_NE(b.flags & REQUEST_FETCH_REST, 0u);
+  EXPECT_EQ(b.flags & REQUEST_COMPLETED, 0u);
+  EXPECT_EQ(completions, 0);
+  b.flags &= ~REQUEST_ASYNC;
+  ASSERT_EQ(channel_call(&b, nullptr, "select 'not sent';", nullptr, answer.data()), 0u);
+  EXPECT_EQ(b.answer_length, 65502);
+  EXPECT_EQ(std::string(answer.data() + 2, 65500), std::string(65500, 'q'));
+  EXPECT_EQ(std::string(b.command, 4), "SLCT");
+}
+
 TEST_F(Kernel, KillInterruptsTheWaitingRequestOfAnotherSession) {
   RequestBlock busy;
   ASSERT_EQ(open(&busy), 0u);

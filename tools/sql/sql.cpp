@@ -26,7 +26,6 @@ constexpr uint16_t ANSWER_CAPACITY = 65535;
 constexpr uint16_t TEXT_CAPACITY = 4096;
 constexpr size_t NODE_MAX = 8;
 constexpr size_t CONNECT_MAX = 269;     // what OPEN sends of a connect string
-constexpr size_t STATEMENT_MAX = 65535; // one request part
 constexpr uint16_t NULL_LENGTH = 0xFFFF;
 constexpr int EXIT_ERROR = 1;
 constexpr int EXIT_USAGE = 2;
@@ -227,39 +226,22 @@ uint32_t describe(const Session& s, std::vector<bool>* char_columns) {
   return 0;
 }
 
-// The kernel closes a select once it has read past its last row, so one whose rows all came
-// with the first answer cannot be described any more. Its column types then come from the
-// same select run once more inside "select * from (...) limit 1", stopped at its first row
-// (an answer capacity of one byte: the kernel then answers 1014 and keeps the select open).
-// A statement that is no plain select cannot be wrapped and gets no types.
-std::vector<bool> describe_again(const Session& s, const std::string& statement) {
-  const std::string wrapped = "select * from (\n" + statement.substr(0, statement.size() - 1) + "\n) limit 1;";
-  if (wrapped.size() > STATEMENT_MAX) return {};
-  RequestBlock b = s.block;
-  std::memcpy(b.command, "SLCT", 4);
-  b.answer_length = 1;
-  uint8_t first = 0;
-  const uint32_t code = channel_call(&b, nullptr, wrapped.c_str(), nullptr, &first);
-  std::vector<bool> char_columns;
-  if (code == 0 || code == CHANNEL_ANSWER_TOO_LONG) describe(s, &char_columns);
-  return char_columns;
-}
-
-// Prints the rows of one answer; false when the answer does not hold whole rows.
-bool print_rows(const Session& s, size_t* columns, const std::vector<bool>& char_columns) {
+// Prints the rows of one answer, split by the select's column count; false when the answer
+// does not hold whole rows.
+bool print_rows(const Session& s, const std::vector<bool>& char_columns) {
   std::vector<Field> fields;
-  const uint32_t rows = s.block.argument;
-  if (!split_fields(s.answer.data(), s.block.answer_length, &fields) || rows == 0) return false;
-  // Every row has the same columns, so the first answer tells how many when DESC did not.
-  if (*columns == 0) *columns = fields.size() / rows;
-  if (*columns == 0 || fields.size() != size_t{rows} * *columns) return false;
+  const size_t columns = char_columns.size();
+  if (!split_fields(s.answer.data(), s.block.answer_length, &fields) || columns == 0 || fields.empty() ||
+      fields.size() % columns != 0) {
+    return false;
+  }
   std::string line;
-  for (size_t r = 0; r < rows; ++r) {
+  for (size_t r = 0; r < fields.size() / columns; ++r) {
     line.clear();
-    for (size_t c = 0; c < *columns; ++c) {
-      const Field& f = fields[r * *columns + c];
+    for (size_t c = 0; c < columns; ++c) {
+      const Field& f = fields[r * columns + c];
       std::string_view text = f.text;
-      if (c < char_columns.size() && char_columns[c]) {
+      if (char_columns[c]) {
         while (!text.empty() && text.back() == ' ') text.remove_suffix(1);
       }
       if (c != 0) line += " | ";
@@ -272,30 +254,23 @@ bool print_rows(const Session& s, size_t* columns, const std::vector<bool>& char
 }
 
 // Runs one statement (with its ";") as a select and prints its rows; a statement that gives
-// no rows ends with code 2 at once. Returns 0 or the failing code.
+// no rows ends with code 2 at once. The select stays open after its first answer, so DESC
+// gives its columns. Returns 0 or the failing code.
 uint32_t run_statement(Session* s, const std::string& statement) {
-  // A request part's length is 16 bits wide: a longer statement is not sent at all.
-  if (statement.size() > STATEMENT_MAX) return CHANNEL_SEND_FAILED;
   std::memcpy(s->block.command, "SLCT", 4);
   s->block.answer_length = ANSWER_CAPACITY;
   uint32_t code = channel_call(&s->block, nullptr, statement.c_str(), nullptr, s->answer.data());
   if (code == KERNEL_END_OF_DATA) return 0;
   if (code != 0) return code;
-
+  // DESC works on a copy of the block: the first answer stays in place.
   std::vector<bool> char_columns;
-  const uint32_t described = describe(*s, &char_columns);
-  const bool more = described != KERNEL_NO_SELECT;
-  if (!more) char_columns = describe_again(*s, statement);
-  size_t columns = char_columns.size();
+  if (const uint32_t described = describe(*s, &char_columns)) return described;
   for (;;) {
-    if (!print_rows(*s, &columns, char_columns)) return CHANNEL_EXCHANGE_FAILED;
-    if (!more) return 0;
+    if (!print_rows(*s, char_columns)) return CHANNEL_EXCHANGE_FAILED;
     std::memcpy(s->block.command, "GETN", 4);
     s->block.answer_length = ANSWER_CAPACITY;
     code = channel_call(&s->block, nullptr, nullptr, nullptr, s->answer.data());
-    // The kernel closes the select as soon as it has read past the last row, so the end
-    // shows either as "no more rows" or as "no open select".
-    if (code == KERNEL_END_OF_DATA || code == KERNEL_NO_SELECT) return 0;
+    if (code == KERNEL_END_OF_DATA) return 0;
     if (code != 0) return code;
   }
 }
