@@ -220,5 +220,27 @@ TEST_F(Store, TextWithoutAHeadIsNotSent) {
   EXPECT_TRUE(g_calls.empty());
 }
 
+// Through the editor's F2: the question answered, the trigger re-created, and the frame's
+// title loses its modified mark.
+TEST_F(Store, SavingThroughTheEditorClearsTheModifiedMark) {
+  StoreWindow w({"create trigger \"T\"", "after insert on x for each row", "execute", "code", "end;"});
+  editor_open_window(&w.editor, FRAME_DOUBLE);
+  editor_changed(&w.editor);
+  editor_draw(&w.editor);
+  int stores = 0;
+  g_handler = [&stores](const PeerCall& c, RequestBlock*, uint8_t* answer) -> uint32_t {
+    if (c.command == "    " && c.statement.rfind("create", 0) == 0) return stores++ == 0 ? KERNEL_TRIGGER_EXISTS : 0;
+    put32(answer, 12);
+    return 0;
+  };
+  EditorHooks hooks{};
+  hooks.store = [](Editor* e) { StoreTarget t{e, 0, false, HEAD_NONE, true}; return store_text(&t); };
+  editor_set_hooks(hooks);
+  push_enter();
+  EXPECT_EQ(editor_save(&w.editor), 1);
+  EXPECT_EQ(update_nesting(), 0);
+  EXPECT_EQ(virtual_console_row(1).find('*'), std::string::npos) << virtual_console_row(1);
+}
+
 }  // namespace
 }  // namespace tavrel
