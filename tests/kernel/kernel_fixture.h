@@ -61,6 +61,9 @@ class KernelTest : public ::testing::Test {
         std::string(prefix) + "-" + std::to_string(ipc_process_id()) + "-" + std::to_string(++count);
     std::error_code error;
     rundir = (std::filesystem::temp_directory_path(error) / name).string();
+    // Process ids come round again (quickly under Wine): a directory an interrupted run
+    // left behind is emptied first.
+    std::filesystem::remove_all(rundir, error);
     ASSERT_TRUE(std::filesystem::create_directories(rundir, error)) << rundir;
     platform_setenv("TAVREL_RUNDIR", rundir.c_str());
     instance = instance_name != nullptr ? instance_name : "";
