@@ -148,6 +148,7 @@ int editor_load_file(Editor* editor, const std::string& path);
 // Writes the text to a file; 0, else a file status after its message box.
 int editor_save_file(Editor* editor, const std::string& path);
 // Alt+F2: chooses the file, then writes. Reading a chosen file, for the shell's command.
+// Both give PRC_CANCELLED, with the text untouched, when no file was chosen.
 int editor_write_file_dialog(Editor* editor);
 int editor_read_file_dialog(Editor* editor);
 

@@ -201,7 +201,7 @@ int editor_save_file(Editor* e, const std::string& path) {
 
 int editor_write_file_dialog(Editor* e) {
   std::string path;
-  if (choose(PRC_MASK, true, e, &path) != 0 || path.empty()) return PRC_OK;
+  if (choose(PRC_MASK, true, e, &path) != 0 || path.empty()) return PRC_CANCELLED;
   // A name typed without an extension gets the procedure files' one.
   if (!native(path).has_extension()) path += PRC_EXTENSION;
   return editor_save_file(e, path);
@@ -209,7 +209,7 @@ int editor_write_file_dialog(Editor* e) {
 
 int editor_read_file_dialog(Editor* e) {
   std::string path;
-  if (choose(PRC_MASK, false, e, &path) != 0 || path.empty()) return PRC_OK;
+  if (choose(PRC_MASK, false, e, &path) != 0 || path.empty()) return PRC_CANCELLED;
   return editor_load_file(e, path);
 }
 

@@ -17,6 +17,7 @@ constexpr int PRC_OPEN_FAILED = 1;
 constexpr int PRC_NO_MEMORY = 2;
 constexpr int PRC_WRITE_FAILED = 3;
 constexpr int PRC_READ_FAILED = 4;
+constexpr int PRC_CANCELLED = 5;  // the file dialog was left without a choice
 
 // Splits the bytes of a file into lines from line 0 on (the text must be empty): a line
 // ends at LF, CR LF or CR; tabs become blanks to the next multiple of eight columns and

@@ -174,6 +174,9 @@ int file_dialog(const char* mask, const std::string& start_directory, std::strin
   d->directory = fs::absolute(from_utf8(start_directory.empty() ? "." : start_directory), error);
   std::memset(d->picture, '*', NAME_CAPACITY);
   int result = 1;
+  d->directory = fs::weakly_canonical(d->directory, error);
+  // The hints of the screen that called the dialog come back with it.
+  const int hints_before = hint_current();
   uint32_t handle = window_open(3, 10, 21, 69, FRAME_DOUBLE, colour(ROLE_DIALOG_FRAME), colour(ROLE_DIALOG));
   if (handle != 0) {
     window_set_title(message_text(MSG_FILE_CHOICE_TITLE), 2, colour(ROLE_DIALOG_FRAME));
@@ -195,6 +198,7 @@ int file_dialog(const char* mask, const std::string& start_directory, std::strin
       result = 0;
     }
     window_close();
+    if (hints_before >= 0) hint_select(hint_set_at(hints_before)->lowest);
   }
   g_dialog = outer;
   delete d;

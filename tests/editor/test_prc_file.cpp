@@ -199,6 +199,10 @@ TEST_F(PrcEditor, TheFileDialogChoosesAFile) {
   push_enter();
   ASSERT_EQ(editor_read_file_dialog(&e), PRC_OK);
   EXPECT_EQ(line(0), "from the dialog");
+  // Leaving the dialog is told apart from a file read, so that the shell opens no window.
+  push_esc();
+  EXPECT_EQ(editor_read_file_dialog(&e), PRC_CANCELLED);
+  EXPECT_EQ(line(0), "from the dialog");
 }
 
 }  // namespace

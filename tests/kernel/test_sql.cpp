@@ -116,6 +116,26 @@ TEST_F(Sql, ReadsStatementsEndingWithSemicolonFromStandardInput) {
   EXPECT_EQ(r.err, "");
 }
 
+TEST_F(Sql, ProcedureTextsRunToTheirEndAndAreStoredByTheKernel) {
+  // Semicolons, and a "//" comment with a quote, inside the body; then a drop and a create
+  // of a trigger: each is one statement, stored (or dropped) through the catalogue.
+  const std::string input =
+      "create procedure \"SQL_MADE\"(inout N integer default 2) for debug\n"
+      "code\n"
+      "  // the user's counter; counts down\n"
+      "  while N > 0 loop N := N - 1; endloop;\n"
+      "end;\n"
+      "drop procedure \"COUNT_DOWN\";\n"
+      "CREATE TRIGGER T_SQL after delete on DEPT for each row execute code end ;\n"
+      "select $$$NAME from system.$$$PROC where $$$NAME in ('SQL_MADE', 'COUNT_DOWN');\n"
+      "select $$$NAME from system.$$$TRIG where $$$NAME = 'T_SQL';\n"
+      "select count(*) from system.$$$PRCD where PROCID = (select $$$ID from system.$$$PROC where $$$NAME = 'SQL_MADE');";
+  const SqlRun r = sql({"-U", "DEMO/DEMO"}, input);
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "SQL_MADE\nT_SQL\n1\n");
+  EXPECT_EQ(r.err, "");
+}
+
 TEST_F(Sql, CharColumnsLoseTrailingBlanks) {
   const SqlRun setup = sql({"-U", "DEMO/DEMO", "-c", "create table PAD(C char(10), V varchar(10), T text);", "-c",
                             "insert into PAD values('ab   ', 'cd   ', printf('%.*c', 1000, 'x'));"});

@@ -376,13 +376,23 @@ TEST_F(WidgetTest, FileListingAndMasks) {
   push_key(0x50, 0);
   push_enter();          // a.prc
   std::string chosen;
+  const int editor_hints = hint_select(HELP_CODE_EDITOR);
   ASSERT_EQ(file_dialog("*.prc", dir.string(), &chosen), 0);
   EXPECT_EQ(fs::path(chosen).filename().string(), "a.prc");
+  EXPECT_EQ(hint_current(), editor_hints);  // the caller's hint line is back
   // A name typed by hand.
   for (char c : std::string("new.prc")) push_char(c);
   push_enter();
   ASSERT_EQ(file_dialog("*.prc", dir.string(), &chosen), 0);
   EXPECT_EQ(fs::path(chosen), dir / "new.prc");
+  // A start in "." lists the directory by its full name: no "/." left in what is chosen.
+  const fs::path here = fs::current_path();
+  fs::current_path(dir);
+  for (char c : std::string("here.prc")) push_char(c);
+  push_enter();
+  ASSERT_EQ(file_dialog("*.prc", "", &chosen), 0);
+  fs::current_path(here);
+  EXPECT_EQ(fs::path(chosen), fs::weakly_canonical(dir) / "here.prc");
   push_esc();
   EXPECT_EQ(file_dialog("*.prc", dir.string(), &chosen), 1);
   fs::remove_all(dir);

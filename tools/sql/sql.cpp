@@ -1,12 +1,14 @@
 // tavrel-sql: runs SQL statements on a kernel through the channel.
 //   tavrel-sql [-N NODE] -U USER/PASSWORD [-c "STATEMENT;"]...
 // Runs the statements of every -c text, or with none those read from standard input, each
-// ending with a ";" outside quotes and comments (a last one without ";" is run as well). Rows
+// ending with a ";" outside quotes and comments (a last one without ";" is run as well; a
+// procedure or trigger text ends with the ";" after its "end" and is executed, not selected). Rows
 // are printed one per line, columns separated by " | ", NULL as nothing, CHAR columns (by
 // DESC's declared types) without their trailing blanks. Text is UTF-8 both ways: the session
 // opens with the code page UTF-8. A failed statement prints "error CODE: TEXT" on standard
 // error (the kernel's GETE text) and the next statement runs. Exit status 0 when everything
 // ran, 1 after any error, 2 for bad arguments.
+#include <cctype>
 #include <cstdio>
 #include <cstring>
 #include <iostream>
@@ -48,7 +50,9 @@ struct Field {
   bool null;
 };
 
-// One statement splitter per text: quotes and comments hide the ";" inside them.
+// One statement splitter per text: quotes and comments hide the ";" inside them. A
+// procedure or trigger statement runs on to the ";" after its closing "end", and "//"
+// begins a comment inside it as it does in the procedure language.
 struct Splitter {
   std::string pending;
   char quote = 0;  // ' or " while inside a quoted text
@@ -56,6 +60,45 @@ struct Splitter {
   bool block_comment = false;
   char previous = 0;  // the last character of the current state, for "--", "/*" and "*/"
 };
+
+// The words of a text, upper-cased, up to a count; names and quotes end a word.
+std::vector<std::string> first_words(std::string_view text, size_t count) {
+  std::vector<std::string> words;
+  size_t i = 0;
+  while (words.size() < count) {
+    while (i < text.size() && (text[i] == ' ' || text[i] == '\t' || text[i] == '\r' || text[i] == '\n')) ++i;
+    std::string word;
+    while (i < text.size() && std::isalpha(static_cast<unsigned char>(text[i]))) {
+      word += static_cast<char>(std::toupper(static_cast<unsigned char>(text[i++])));
+    }
+    if (word.empty()) break;
+    words.push_back(word);
+  }
+  return words;
+}
+
+// create [or replace] procedure|trigger, alter procedure, drop procedure|trigger: the
+// statements the kernel stores itself, sent to be executed rather than selected.
+bool is_routine_statement(std::string_view text, bool with_body_only) {
+  const std::vector<std::string> w = first_words(text, 4);
+  if (w.size() < 2) return false;
+  size_t object = 1;
+  if (w[0] == "CREATE" && w[1] == "OR" && w.size() >= 4 && w[2] == "REPLACE") object = 3;
+  else if (w[0] != "CREATE" && w[0] != "ALTER" && (with_body_only || w[0] != "DROP")) return false;
+  return object < w.size() && (w[object] == "PROCEDURE" || w[object] == "TRIGGER");
+}
+
+// Whether a text ends with the word "end" (blanks after it allowed).
+bool ends_with_end(std::string_view text) {
+  while (!text.empty() && (text.back() == ' ' || text.back() == '\t' || text.back() == '\r' || text.back() == '\n')) {
+    text.remove_suffix(1);
+  }
+  if (text.size() < 3) return false;
+  std::string last(text.substr(text.size() - 3));
+  for (char& c : last) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  if (last != "END") return false;
+  return text.size() == 3 || !(std::isalnum(static_cast<unsigned char>(text[text.size() - 4])) || text[text.size() - 4] == '_');
+}
 
 int usage(const char* message) {
   if (message != nullptr) std::fprintf(stderr, "tavrel-sql: %s\n", message);
@@ -122,10 +165,14 @@ void split_feed(Splitter* s, std::string_view text, std::vector<std::string>* ou
       s->quote = c;
     } else if (previous == '-' && c == '-') {
       s->line_comment = true;
+    } else if (previous == '/' && c == '/' && is_routine_statement(s->pending, true)) {
+      s->line_comment = true;
     } else if (previous == '/' && c == '*') {
       s->block_comment = true;
       s->previous = 0;  // "/*/" does not close the comment
     } else if (c == ';') {
+      const std::string_view before = std::string_view(s->pending).substr(0, s->pending.size() - 1);
+      if (is_routine_statement(before, true) && !ends_with_end(before)) continue;
       if (!only_blanks(std::string_view(s->pending).substr(0, s->pending.size() - 1))) out->push_back(s->pending);
       s->pending.clear();
     }
@@ -257,6 +304,11 @@ bool print_rows(const Session& s, const std::vector<bool>& char_columns) {
 // no rows ends with code 2 at once. The select stays open after its first answer, so DESC
 // gives its columns. Returns 0 or the failing code.
 uint32_t run_statement(Session* s, const std::string& statement) {
+  if (is_routine_statement(statement, false)) {
+    std::memcpy(s->block.command, "    ", 4);
+    s->block.answer_length = ANSWER_CAPACITY;
+    return channel_call(&s->block, nullptr, statement.c_str(), nullptr, s->answer.data());
+  }
   std::memcpy(s->block.command, "SLCT", 4);
   s->block.answer_length = ANSWER_CAPACITY;
   uint32_t code = channel_call(&s->block, nullptr, statement.c_str(), nullptr, s->answer.data());
