@@ -74,7 +74,7 @@ size_t kernel_build_answer(const KernelRequest& request, const KernelAnswer& ans
   return ANSWER_HEADER + total + FRAME_TRAILER;
 }
 
-size_t rows_deliver(const Rows& rows, size_t* next, uint16_t capacity, KernelAnswer* a) {
+size_t rows_deliver(Rows& rows, size_t* next, uint16_t capacity, KernelAnswer* a) {
   if (*next >= rows.size()) {
     a->code = KERNEL_END_OF_DATA;
     return 0;
@@ -92,7 +92,11 @@ size_t rows_deliver(const Rows& rows, size_t* next, uint16_t capacity, KernelAns
   }
   size_t count = 0;
   while (*next < rows.size() && a->data.size() + rows[*next].size() <= capacity) {
-    a->data.insert(a->data.end(), rows[*next].begin(), rows[*next].end());
+    if (a->data.empty()) {
+      a->data.swap(rows[*next]);
+    } else {
+      a->data.insert(a->data.end(), rows[*next].begin(), rows[*next].end());
+    }
     ++*next;
     ++count;
   }

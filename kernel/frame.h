@@ -56,7 +56,8 @@ using Rows = std::vector<std::vector<uint8_t>>;
 // Puts rows from *next on into the answer while they fit capacity and returns how many.
 // Nothing left: code 2. The next row longer than capacity: code 1014 with the length
 // needed, and the row stays next, so that a request with more room receives it. The next
-// row longer than ROW_MAX: code 1076, and the row is passed over.
-size_t rows_deliver(const Rows& rows, size_t* next, uint16_t capacity, KernelAnswer* a);
+// row longer than ROW_MAX: code 1076, and the row is passed over. A row delivered is not
+// read again: the first one of an empty answer is moved into it rather than copied.
+size_t rows_deliver(Rows& rows, size_t* next, uint16_t capacity, KernelAnswer* a);
 
 }  // namespace tavrel

@@ -4,6 +4,8 @@
 
 #include <sqlite3.h>
 
+#include <chrono>
+#include <cstdint>
 #include <cstring>
 
 #include "channel/codepage.h"
@@ -20,6 +22,14 @@ namespace {
 constexpr uint16_t NULL_LENGTH = 0xFFFF;
 // A request joined from MPUT pieces is refused beyond this size.
 constexpr size_t ASSEMBLY_MAX = size_t{64} << 20;
+// Longer select texts are prepared for one use only.
+constexpr size_t STATEMENT_TEXT_CACHED_MAX = 16384;
+// A select runs on the server thread only while it stays within these: the server thread
+// must return soon to receive for every other session. Beyond them it is abandoned (it only
+// reads) and handed to the worker, which runs it again from the start.
+constexpr auto INLINE_TIME_MAX = std::chrono::microseconds(200);
+constexpr size_t INLINE_BYTES_MAX = size_t{1} << 20;
+constexpr int INLINE_CHECK_OPS = 100;  // SQLite VM instructions between looks at the clock
 
 std::string_view part_text(const KernelRequest& r, int i) {
   return {reinterpret_cast<const char*>(r.part[i]), r.part_length[i]};
@@ -57,33 +67,156 @@ std::vector<uint8_t> encode_row(sqlite3_stmt* st, uint16_t codepage) {
   return row;
 }
 
+CatalogContext catalog_context(Session* s) {
+  return CatalogContext{s->db, s->user, s->codepage, &s->catalog, &s->last_message};
+}
+
 void close_cursor(Session* s) {
-  sqlite3_finalize(s->cursor);
+  if (s->cursor_kept) {
+    sqlite3_reset(s->cursor);
+  } else {
+    sqlite3_finalize(s->cursor);
+  }
   s->cursor = nullptr;
+  s->cursor_kept = false;
   s->rows.clear();
   s->next_row = 0;
 }
 
-// SLCT of ordinary SQL: runs the select to its end, count = rows found, and answers with the
-// first rows. The statement stays prepared, so that DESC describes it and GETN answers 2
-// once every row has gone, until the next select or CLOS.
-void open_select(Session* s, const std::string& sql, uint16_t capacity, KernelAnswer* a) {
-  a->code = storage_prepare(s->db, sql, &s->cursor, &s->last_message);
-  if (a->code != 0) return;
+// The session's prepared statement for a select text, or nullptr.
+CachedStatement* cached_select(Session* s, std::string_view text) {
+  for (CachedStatement& e : s->statements) {
+    if (e.text == text) {
+      e.used = ++s->selects;
+      return &e;
+    }
+  }
+  return nullptr;
+}
+
+// Keeps a newly prepared select, finalizing the one used longest ago when the cache is full.
+// The cursor must be closed: it may be the one that goes.
+CachedStatement* cache_select(Session* s, std::string_view text, sqlite3_stmt* statement) {
+  CachedStatement* slot = nullptr;
+  if (s->statements.size() < STATEMENTS_CACHED_MAX) {
+    slot = &s->statements.emplace_back();
+  } else {
+    slot = &s->statements.front();
+    for (CachedStatement& e : s->statements) {
+      if (e.used < slot->used) slot = &e;
+    }
+    sqlite3_finalize(slot->statement);
+  }
+  slot->text.assign(text);
+  slot->statement = statement;
+  slot->used = ++s->selects;
+  slot->quick = false;
+  return slot;
+}
+
+void release_statements(Session* s) {
+  close_cursor(s);
+  for (CachedStatement& e : s->statements) sqlite3_finalize(e.statement);
+  s->statements.clear();
+}
+
+// Steps the cursor to its end, every row into the session's rows: SQLITE_DONE when all were
+// read (the statement is then reset), SQLITE_FULL when they exceed bytes_max, else the code
+// of the failing step.
+int read_rows(Session* s, size_t bytes_max) {
+  size_t bytes = 0;
   for (;;) {
     const int rc = sqlite3_step(s->cursor);
-    if (rc == SQLITE_DONE) break;
-    if (rc != SQLITE_ROW) {
-      a->code = storage_code(rc);
-      s->last_message = sqlite3_errmsg(s->db);
-      close_cursor(s);
-      return;
+    if (rc == SQLITE_DONE) {
+      sqlite3_reset(s->cursor);
+      return rc;
     }
+    if (rc != SQLITE_ROW) return rc;
     s->rows.push_back(encode_row(s->cursor, s->codepage));
+    bytes += s->rows.back().size();
+    if (bytes > bytes_max) return SQLITE_FULL;
   }
-  sqlite3_reset(s->cursor);
+}
+
+// SLCT of ordinary SQL: runs the select to its end, count = rows found, and answers with the
+// first rows. The statement stays prepared, so that DESC describes it and GETN answers 2
+// once every row has gone, until the next select or CLOS. A kept statement notes whether it
+// may run on the server thread next time.
+void open_select(Session* s, sqlite3_stmt* statement, CachedStatement* kept, uint16_t capacity, KernelAnswer* a) {
+  s->cursor = statement;
+  s->cursor_kept = kept != nullptr;
+  const auto start = std::chrono::steady_clock::now();
+  const int rc = read_rows(s, SIZE_MAX);
+  if (kept != nullptr) {
+    kept->quick = rc == SQLITE_DONE && sqlite3_stmt_readonly(statement) != 0 &&
+                  std::chrono::steady_clock::now() - start <= INLINE_TIME_MAX;
+  }
+  if (rc != SQLITE_DONE) {
+    a->code = storage_code(rc);
+    s->last_message = sqlite3_errmsg(s->db);
+    close_cursor(s);
+    return;
+  }
   a->argument = static_cast<uint32_t>(s->rows.size());
   rows_deliver(s->rows, &s->next_row, capacity, a);
+}
+
+// SLCT: a catalogue statement, or ordinary SQL prepared once per text.
+void select(Session* s, const KernelRequest& r, KernelAnswer* a) {
+  close_cursor(s);
+  s->catalog.active = false;
+  const std::string_view sent = part_text(r, 1);
+  if (CachedStatement* kept = cached_select(s, sent)) {
+    open_select(s, kept->statement, kept, r.block.answer_length, a);
+    return;
+  }
+  const std::string text = text_to_utf8(sent, s->codepage);
+  if (catalog_select(catalog_context(s), text, r.block.answer_length, a)) return;
+  const bool keep = sent.size() <= STATEMENT_TEXT_CACHED_MAX;
+  sqlite3_stmt* statement = nullptr;
+  a->code = storage_prepare(s->db, catalog_rewrite(text), &statement, &s->last_message, keep);
+  if (a->code != 0) return;
+  open_select(s, statement, keep ? cache_select(s, sent, statement) : nullptr, r.block.answer_length, a);
+}
+
+struct InlineBudget {
+  std::chrono::steady_clock::time_point deadline;
+};
+
+int over_budget(void* budget) {
+  return std::chrono::steady_clock::now() > static_cast<InlineBudget*>(budget)->deadline ? 1 : 0;
+}
+
+// SLCT on the server thread while the worker is idle: only a kept read-only statement whose
+// last run was short, and only while this run stays short and finds no lock in its way.
+// False when the request must go to the worker; nothing has been answered then.
+bool select_inline(Session* s, const std::vector<uint8_t>& message) {
+  KernelRequest r{};
+  if (kernel_parse_frame(message.data(), message.size(), &r) != 0) return false;
+  CachedStatement* kept = cached_select(s, part_text(r, 1));
+  if (kept == nullptr || !kept->quick) return false;
+  close_cursor(s);
+  s->catalog.active = false;
+  s->cursor = kept->statement;
+  s->cursor_kept = true;
+  InlineBudget budget{std::chrono::steady_clock::now() + INLINE_TIME_MAX};
+  sqlite3_progress_handler(s->db, INLINE_CHECK_OPS, over_budget, &budget);
+  sqlite3_busy_timeout(s->db, 0);
+  const int rc = read_rows(s, INLINE_BYTES_MAX);
+  sqlite3_progress_handler(s->db, 0, nullptr, nullptr);
+  sqlite3_busy_timeout(s->db, STORAGE_BUSY_MS);
+  if (rc != SQLITE_DONE) {
+    kept->quick = false;
+    close_cursor(s);
+    return false;
+  }
+  KernelAnswer a;
+  a.channel = s->channel;
+  a.position = r.block.position;
+  a.argument = static_cast<uint32_t>(s->rows.size());
+  rows_deliver(s->rows, &s->next_row, r.block.answer_length, &a);
+  kernel_answer(s->endpoint, r, std::move(a), s);
+  return true;
 }
 
 // GETN of ordinary SQL: the next rows; count = rows in the answer.
@@ -111,10 +244,6 @@ void describe(Session* s, KernelAnswer* a) {
     a->data.insert(a->data.end(), type.begin(), type.end());
   }
   a->argument = static_cast<uint32_t>(columns);
-}
-
-CatalogContext catalog_context(Session* s) {
-  return CatalogContext{s->db, s->user, s->codepage, &s->catalog, &s->last_message};
 }
 
 void error_text(Session* s, const KernelRequest& r, KernelAnswer* a) {
@@ -209,12 +338,7 @@ bool run(Session* s, const std::vector<uint8_t>& message) {
       a.argument = changes;
     }
   } else if (command_is(command, "SLCT")) {
-    close_cursor(s);
-    s->catalog.active = false;
-    const std::string text = statement_of(r, s->codepage);
-    if (!catalog_select(catalog_context(s), text, r.block.answer_length, &a)) {
-      open_select(s, catalog_rewrite(text), r.block.answer_length, &a);
-    }
+    select(s, r, &a);
   } else if (command_is(command, "GETN")) {
     if (s->catalog.active) {
       catalog_next(catalog_context(s), r.block.answer_length, &a);
@@ -247,13 +371,17 @@ bool run(Session* s, const std::vector<uint8_t>& message) {
   return true;
 }
 
+// Whether the frame's command is the one named.
+bool command_of_is(const std::vector<uint8_t>& message, const char* name) {
+  if (message.size() < FRAME_HEADER) return false;
+  return command_is(reinterpret_cast<const char*>(message.data()) + 4 + offsetof(RequestBlock, command), name);
+}
+
 // Commands that read only what the session holds (texts, rows already read, a kept answer),
 // never the database.
 bool answered_from_memory(const std::vector<uint8_t>& message) {
-  if (message.size() < FRAME_HEADER) return false;
-  const char* command = reinterpret_cast<const char*>(message.data()) + 4 + offsetof(RequestBlock, command);
   for (const char* quick : {"GETE", "GETN", "MGET", "GPRC", "DESC"}) {
-    if (command_is(command, quick)) return true;
+    if (command_of_is(message, quick)) return true;
   }
   return false;
 }
@@ -276,7 +404,7 @@ void worker(Session* s) {
     }
     if (!more) break;
   }
-  close_cursor(s);
+  release_statements(s);
   std::lock_guard lock(s->lock);
   storage_disconnect(s->db);
   s->db = nullptr;
@@ -341,16 +469,27 @@ void session_start(Session* session) { session->worker = std::thread(worker, ses
 bool session_post(Session* session, std::vector<uint8_t> message) {
   std::unique_lock lock(session->lock);
   if (session->closed || session->closing) return false;
-  // A request answered from what the session already holds runs at once on the calling
-  // thread when the worker is idle: handing it to the worker would cost more than running it.
-  if (!session->running && session->queue.empty() && !session->assembling && answered_from_memory(message)) {
-    session->running = true;
-    lock.unlock();
-    run(session, message);
-    lock.lock();
-    session->running = false;
-    if (!session->queue.empty() || session->closing) session->wake.notify_one();
-    return true;
+  // A request answered from what the session already holds, or a short select it has run
+  // before, runs at once on the calling thread when the worker is idle: handing it to the
+  // worker would cost more than running it. A select that turns out long goes to the worker.
+  if (!session->running && session->queue.empty() && !session->assembling) {
+    const bool from_memory = answered_from_memory(message);
+    if (from_memory || command_of_is(message, "SLCT")) {
+      session->running = true;
+      lock.unlock();
+      bool answered = true;
+      if (from_memory) {
+        run(session, message);
+      } else {
+        answered = select_inline(session, message);
+      }
+      lock.lock();
+      session->running = false;
+      if (answered) {
+        if (!session->queue.empty() || session->closing) session->wake.notify_one();
+        return true;
+      }
+    }
   }
   session->queue.push_back(std::move(message));
   session->wake.notify_one();

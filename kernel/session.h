@@ -21,6 +21,19 @@ namespace tavrel {
 
 struct IpcEndpoint;
 
+// Prepared statements a session keeps per select text.
+constexpr size_t STATEMENTS_CACHED_MAX = 16;
+
+// A select's prepared statement, by the text the client sent (in the session's code page,
+// padding included): a repeated select is neither matched against the catalogue statements,
+// rewritten nor parsed again. SQLite prepares it again by itself after a schema change.
+struct CachedStatement {
+  std::string text;
+  sqlite3_stmt* statement = nullptr;
+  uint64_t used = 0;   // the session's select counter at its last use, for eviction
+  bool quick = false;  // read-only, and its last run was short enough to run on the server thread
+};
+
 struct Session {
   uint16_t channel = 0;
   uint32_t client_pid = 0;
@@ -38,7 +51,8 @@ struct Session {
   bool running = false;  // a request of the session runs (on the worker or on the server thread)
   std::atomic<bool> finished{false};
 
-  // Worker-only state.
+  // State of the request that runs: on the worker, or on the server thread while the
+  // worker is idle (running tells which may touch it).
   std::vector<uint8_t> assembly;  // a request arriving in MALL/MPUT pieces
   uint16_t assembly_total = 0;    // its length as MALL announced it: the low 16 bits
   bool assembling = false;
@@ -47,8 +61,11 @@ struct Session {
   // The open select: its statement (kept for DESC) and its rows, all read when it was opened,
   // so that SLCT can tell how many rows it found.
   sqlite3_stmt* cursor = nullptr;
+  bool cursor_kept = false;  // the cursor is one of statements (reset, not finalized, when done)
   Rows rows;
   size_t next_row = 0;
+  std::vector<CachedStatement> statements;  // at most STATEMENTS_CACHED_MAX; cursor is one of them
+  uint64_t selects = 0;
   std::string last_message;       // SQLite's text for the last failure
   CatalogState catalog;           // catalogue selects, the text for GPRC, translation errors
 };

@@ -52,7 +52,7 @@ sqlite3* storage_connect(const std::string& path, std::string* error) {
     sqlite3_close(db);
     return nullptr;
   }
-  sqlite3_busy_timeout(db, 10000);
+  sqlite3_busy_timeout(db, STORAGE_BUSY_MS);
   return db;
 }
 
@@ -112,8 +112,10 @@ uint32_t storage_execute(sqlite3* db, const std::string& sql, uint32_t* changes,
   return storage_code(rc);
 }
 
-uint32_t storage_prepare(sqlite3* db, const std::string& sql, sqlite3_stmt** statement, std::string* message) {
-  const int rc = sqlite3_prepare_v2(db, sql.c_str(), static_cast<int>(sql.size()), statement, nullptr);
+uint32_t storage_prepare(sqlite3* db, const std::string& sql, sqlite3_stmt** statement, std::string* message,
+                         bool persistent) {
+  const int rc = sqlite3_prepare_v3(db, sql.c_str(), static_cast<int>(sql.size()),
+                                    persistent ? SQLITE_PREPARE_PERSISTENT : 0, statement, nullptr);
   if (rc != SQLITE_OK) {
     *message = sqlite3_errmsg(db);
     return storage_code(rc);

@@ -14,6 +14,9 @@ namespace tavrel {
 // a message in error.
 int storage_create(const std::string& path, std::string* error);
 
+// How long a statement waits for a lock that another connection holds.
+constexpr int STORAGE_BUSY_MS = 10000;
+
 // One connection per session.
 sqlite3* storage_connect(const std::string& path, std::string* error);
 void storage_disconnect(sqlite3* db);
@@ -27,8 +30,10 @@ int storage_add_user(sqlite3* db, const std::string& user, const std::string& pa
 // kernel code, the SQLite message in message.
 uint32_t storage_execute(sqlite3* db, const std::string& sql, uint32_t* changes, std::string* message);
 
-// Prepares one statement for fetching; 0 or a kernel code.
-uint32_t storage_prepare(sqlite3* db, const std::string& sql, sqlite3_stmt** statement, std::string* message);
+// Prepares one statement for fetching; 0 or a kernel code. A persistent statement is one
+// that the caller keeps for running again.
+uint32_t storage_prepare(sqlite3* db, const std::string& sql, sqlite3_stmt** statement, std::string* message,
+                         bool persistent = false);
 
 // Maps a SQLite result code to a kernel code.
 uint32_t storage_code(int sqlite_code);

@@ -252,6 +252,91 @@ TEST_F(Kernel, KillInterruptsTheWaitingRequestOfAnotherSession) {
   EXPECT_NE(busy.flags & REQUEST_COMPLETED, 0u);
 }
 
+// A select repeated after it turned long: it must leave the server thread free for other
+// sessions and stay killable.
+TEST_F(Kernel, RepeatedSelectThatTurnsLongLeavesOtherSessionsServedAndIsKillable) {
+  RequestBlock busy;
+  ASSERT_EQ(open(&busy), 0u);
+  std::memcpy(busy.command, "    ", 4);
+  ASSERT_EQ(channel_call(&busy, nullptr, "create table LIMITS(N integer); insert into LIMITS values(3);", nullptr,
+                         nullptr),
+            0u);
+  const char* const counting =
+      "with recursive c(x) as (select 1 union all select x + 1 from c where x < (select N from LIMITS))"
+      " select count(*) from c;";
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(select(&busy, counting), "3");
+  std::memcpy(busy.command, "    ", 4);
+  ASSERT_EQ(channel_call(&busy, nullptr, "update LIMITS set N = 1000000000000;", nullptr, nullptr), 0u);
+
+  std::memcpy(busy.command, "SLCT", 4);
+  busy.flags = REQUEST_ASYNC;
+  std::vector<char> answer(100);
+  busy.answer_length = 100;
+  ASSERT_EQ(channel_call(&busy, nullptr, counting, nullptr, answer.data(), [](RequestBlock*, void*, void*) {}), 0u);
+  RequestBlock other;
+  ASSERT_EQ(open(&other), 0u);
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(select(&other, "select DNAME from DEPT where DEPTNO = 10;"), "ACCOUNTING");
+  while (channel_wait(&busy, 0) != 0) {
+    std::memcpy(other.command, "KILL", 4);
+    other.position = busy.channel;
+    ASSERT_EQ(channel_call(&other, "", nullptr, nullptr, nullptr), 0u);
+    channel_wait(&busy, 1);
+  }
+  EXPECT_EQ(busy.return_code, 1071u);
+}
+
+TEST_F(Kernel, RepeatedSelectSeesNewRowsAndNewColumns) {
+  RequestBlock b;
+  ASSERT_EQ(open(&b), 0u);
+  std::memcpy(b.command, "    ", 4);
+  ASSERT_EQ(channel_call(&b, nullptr, "create table T(A text); insert into T values('x');", nullptr, nullptr), 0u);
+  const char* const all = "select * from T order by 1;";
+  EXPECT_EQ(select(&b, all), "x");
+  EXPECT_EQ(select(&b, all), "x");
+  std::memcpy(b.command, "    ", 4);
+  ASSERT_EQ(channel_call(&b, nullptr, "insert into T values('y');", nullptr, nullptr), 0u);
+  EXPECT_EQ(select(&b, all), "x|y");
+  EXPECT_EQ(b.argument, 2u);
+
+  // Another session changes the table's shape: the kept statement is prepared anew.
+  RequestBlock other;
+  ASSERT_EQ(open(&other), 0u);
+  std::memcpy(other.command, "    ", 4);
+  ASSERT_EQ(channel_call(&other, nullptr, "alter table T add column B text default 'z';", nullptr, nullptr), 0u);
+  EXPECT_EQ(select(&b, all), "x|z|y|z");
+  std::vector<uint8_t> names(256);
+  std::memcpy(b.command, "DESC", 4);
+  b.answer_length = 256;
+  ASSERT_EQ(channel_call(&b, nullptr, nullptr, nullptr, names.data()), 0u);
+  EXPECT_EQ(b.argument, 2u);
+
+  std::memcpy(other.command, "    ", 4);
+  ASSERT_EQ(channel_call(&other, nullptr, "drop table T;", nullptr, nullptr), 0u);
+  uint32_t code = 0;
+  select(&b, all, &code);
+  EXPECT_EQ(code, 2001u);
+  ASSERT_EQ(channel_call(&other, nullptr, "create table T(C integer); insert into T values(7);", nullptr, nullptr), 0u);
+  EXPECT_EQ(select(&b, all), "7");
+}
+
+TEST_F(Kernel, ManyDifferentSelectsInTurnKeepTheirOwnResults) {
+  RequestBlock b;
+  ASSERT_EQ(open(&b), 0u);
+  for (int round = 0; round < 3; ++round) {
+    for (int i = 0; i < 40; ++i) {
+      const std::string sql = "select " + std::to_string(i) + " + 1000;";
+      EXPECT_EQ(select(&b, sql.c_str()), std::to_string(i + 1000)) << sql;
+    }
+    // The first text once more after the others have pushed it out of what is kept.
+    EXPECT_EQ(select(&b, "select 0 + 1000;"), "1000");
+    std::vector<uint8_t> names(256);
+    std::memcpy(b.command, "DESC", 4);
+    b.answer_length = 256;
+    ASSERT_EQ(channel_call(&b, nullptr, nullptr, nullptr, names.data()), 0u);
+    EXPECT_EQ(b.argument, 1u);
+  }
+}
+
 TEST_F(Kernel, ConcurrentClientsEachKeepTheirSession) {
   constexpr int CLIENTS = 8;
   std::vector<std::thread> threads;
