@@ -25,6 +25,7 @@ constexpr uint16_t TRIGGER_ROW = 72;           // a row of the trigger list stat
 constexpr uint16_t BODY_ROW = 24;              // the $$$BODY answer
 constexpr uint16_t STORE_ANSWER = 8192;
 constexpr int STORED_LINE_MAX = 1024;          // characters of a stored line that are kept
+constexpr uint32_t STORED_TEXT_MAX = 64u << 20;  // bytes of a stored text the manager reads
 
 // Kernel codes the catalogue reacts to.
 constexpr uint32_t KERNEL_NO_MORE_ROWS = 2;
@@ -104,15 +105,18 @@ struct TextHead {
   int kind;
   std::string name;  // CP866; identifiers upper-cased, quoted names as written
   int line;          // the line the statement begins on
-  int column;        // where the word after the verb begins
   int verb_column;   // where the verb begins
+  int after_line;    // where the word after the verb begins (line, column)
+  int column;
 };
 // Reads the head of the first statement of a text.
 TextHead classify_text(const EditorText* text);
 // The statement sent for a text: the prefix, the lines' texts with LF, the trailing LFs
 // removed and ";" appended so that the length is even.
 std::string build_statement(const EditorText* text, const char* prefix);
-// Replaces the verb of the statement's first line in place (the lines above it dropped).
+// Replaces the verb in place: the lines above the statement are dropped and the new verb
+// takes the place of the old one, up to the word after it (the statement's first line then
+// reads the new verb and that word).
 int replace_verb(EditorText* text, const TextHead& head, const char* verb);
 
 // What a source window knows about its object.
@@ -122,6 +126,7 @@ struct StoreTarget {
   bool id_known;
   int stored_kind;   // HEAD_* of the last successful store, HEAD_NONE before it
   bool is_new;
+  std::string stored_name;  // the name stored last; another name is another object
 };
 // Sends the window's text to the kernel; 1 when stored, 0 when not.
 int store_text(StoreTarget* target);

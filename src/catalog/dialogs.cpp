@@ -34,7 +34,6 @@ NewObjectValues g_values;
 std::string trimmed(const char* field) {
   std::string s = field;
   while (!s.empty() && s.back() == ' ') s.pop_back();
-  while (!s.empty() && s.front() == ' ') s.erase(s.begin());
   return s;
 }
 

@@ -25,6 +25,7 @@ constexpr char ACTION_PREFIX[] = "Trigger #";
 constexpr size_t ACTION_PREFIX_LENGTH = sizeof ACTION_PREFIX - 1;
 constexpr size_t TRIGGER_COLUMN = 66;   // "(" of a trigger action's row
 constexpr size_t ROW_CUT = 133;         // where the trigger's name is cut before ")"
+constexpr uint32_t ROWS_RESERVED = 1024;
 // The whole width: a trigger action's row names its trigger from column 66 on.
 constexpr int LIST_TOP = 2, LIST_LEFT = 0, LIST_BOTTOM = 21, LIST_RIGHT = 79;
 
@@ -152,7 +153,8 @@ int fill_trigger_list() {
     set_command(b, "PROC");
     return 0;
   }
-  rows.reserve(count);
+  // The count is the kernel's word: room grows with the rows that really come.
+  rows.reserve(count < ROWS_RESERVED ? count : ROWS_RESERVED);
   for (uint32_t i = 0; i < count; ++i) {
     if (rc != 0) break;
     CatalogRow row{};

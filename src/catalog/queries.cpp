@@ -97,6 +97,11 @@ bool read_procedure_text(uint32_t id, std::string* text) {
     report_kernel_error(b, KERNEL_EMPTY_TEXT, 0);
     return false;
   }
+  // A length no text can have is a broken answer, not a reason to ask for gigabytes.
+  if (length > STORED_TEXT_MAX) {
+    editor_no_memory();
+    return false;
+  }
   std::string buffer(length, '\0');
   uint32_t read = 0;
   uint32_t remaining = length;

@@ -58,9 +58,9 @@ void read_head(HeadReader& r, TextHead* head) {
     verb = 2;
     advance(r);
   }
-  // The word after the verb moves with the line when the verb is replaced; it must stand on
-  // the verb's line for that.
-  head->column = token_line(r) == head->line ? token_column(r) : head->verb_column;
+  // Where the verb's replacement ends: the word after the verb, on whatever line it stands.
+  head->after_line = verb != 0 ? token_line(r) : head->line;
+  head->column = verb != 0 ? token_column(r) : head->verb_column;
   int kind = HEAD_NONE;
   if (r.token == TOK_PROCEDURE) {
     static constexpr int BY_VERB[] = {HEAD_PROCEDURE, HEAD_CREATE_PROCEDURE, HEAD_ALTER_PROCEDURE,
@@ -111,7 +111,7 @@ int drop(bool procedure) {
 }  // namespace
 
 TextHead classify_text(const EditorText* text) {
-  TextHead head{HEAD_NONE, "", 0, 0, 0};
+  TextHead head{HEAD_NONE, "", 0, 0, 0, 0};
   std::string source;
   const int last = text_last_used(text);
   for (int i = 0; i <= last; ++i) {
@@ -151,12 +151,17 @@ std::string build_statement(const EditorText* text, const char* prefix) {
 }
 
 int replace_verb(EditorText* text, const TextHead& head, const char* verb) {
-  if (head.line > 0) text_remove_lines(text, 0, head.line);
-  const char* line = text_line(text, 0);
-  const int length = text_length(text, 0);
+  // The rest of the line the word after the verb stands on, with the new verb before it.
+  const char* line = text_line(text, head.after_line);
+  const int length = text_length(text, head.after_line);
   std::string shifted = verb;
   if (line != nullptr && head.column < length) shifted.append(line + head.column, static_cast<size_t>(length - head.column));
-  return text_set_line(text, 0, shifted.data(), static_cast<int>(shifted.size()));
+  if (const int status = text_set_line(text, head.after_line, shifted.data(), static_cast<int>(shifted.size()));
+      status != TEXT_OK)
+    return status;
+  // The lines above it go: those before the statement and those the old verb spread over.
+  if (head.after_line > 0) text_remove_lines(text, 0, head.after_line);
+  return TEXT_OK;
 }
 
 int store_text(StoreTarget* target) {
@@ -168,7 +173,7 @@ int store_text(StoreTarget* target) {
     return 0;
   }
   editor_set_name(e, head.name.c_str());
-  const bool stored_before = target->stored_kind != HEAD_NONE;
+  const bool stored_before = target->stored_kind != HEAD_NONE && target->stored_name == head.name;
   int kind = head.kind;
   const char* prefix = "";
   const char* wanted = nullptr;  // the verb the text's own verb is to become
@@ -186,7 +191,13 @@ int store_text(StoreTarget* target) {
     default: break;
   }
   int result = 0;
-  for (int attempt = 0; attempt < STORE_ATTEMPTS; ++attempt) {
+  uint32_t rc = 0;
+  for (int attempt = 0;; ++attempt) {
+    // A kernel that keeps answering "missing" and "exists" in turn gets its last word shown.
+    if (attempt == STORE_ATTEMPTS) {
+      report_kernel_error(b, rc, b->system_code);
+      break;
+    }
     if (wanted != nullptr && written_verb(head.kind) != wanted) {
       if (replace_verb(&e->text, head, wanted) != TEXT_OK) {
         editor_no_memory();
@@ -196,9 +207,10 @@ int store_text(StoreTarget* target) {
       head = classify_text(&e->text);
       kind = head.kind;
     }
-    const uint32_t rc = send_statement(build_statement(&e->text, prefix));
+    rc = send_statement(build_statement(&e->text, prefix));
     if (rc == 0) {
       target->stored_kind = kind;
+      target->stored_name = head.name;
       if (is_trigger(kind)) {
         target->procedure_id = find_trigger_by_name(head.name.c_str());
         target->id_known = true;
@@ -206,7 +218,7 @@ int store_text(StoreTarget* target) {
         target->procedure_id = find_procedure_by_name(head.name.c_str());
       }
       target->is_new = false;
-      error_list().texts.clear();
+      error_list() = ErrorList{};
       result = 1;
       break;
     }

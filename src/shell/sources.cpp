@@ -12,7 +12,7 @@ namespace {
 // Puts a stored text into the window; 0, or 1 when it cannot.
 int show_stored_text(WorkWindow* w, uint32_t id) {
   std::string stored;
-  if (id == 0 || !read_procedure_text(id, &stored)) return 1;
+  if (!read_procedure_text(id, &stored)) return 1;
   EditorText text{};
   if (text_init(&text) != TEXT_OK) return 1;
   bool long_lines = false;
@@ -89,7 +89,7 @@ int from_template(WorkWindow* w, bool trigger) {
 }  // namespace
 
 int source_open(WorkWindow* w, uint32_t kind) {
-  w->store = StoreTarget{&w->editor, 0, false, HEAD_NONE, false};
+  w->store = StoreTarget{&w->editor, 0, false, HEAD_NONE, false, {}};
   switch (kind) {
     case KIND_PROCEDURE: return open_procedure(w);
     case KIND_TRIGGER: return open_trigger(w);

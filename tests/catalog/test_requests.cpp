@@ -111,6 +111,32 @@ TEST_F(Requests, AnEmptyStoredTextIsKernelError7214) {
   EXPECT_EQ(g_calls[1].position, KERNEL_EMPTY_TEXT);
 }
 
+TEST_F(Requests, AShortTextEndsQuietlyAFailedFirstPortionIsReported) {
+  g_handler = [](const PeerCall& c, RequestBlock*, uint8_t* answer) -> uint32_t {
+    if (c.command == "SLCT") {
+      put32(answer, 6000);
+      return 0;
+    }
+    if (c.command == "GETE") return 2;
+    if (c.position > 1) return 2;  // the kernel has less than it said
+    std::memset(answer, 'x', c.answer_length);
+    return 0;
+  };
+  std::string text;
+  ASSERT_TRUE(read_procedure_text(5, &text));
+  EXPECT_EQ(text.size(), 4000u);
+  EXPECT_EQ(commands(), "SLCT,GPRC,GPRC");
+
+  g_calls.clear();
+  g_handler = [](const PeerCall& c, RequestBlock*, uint8_t* answer) -> uint32_t {
+    if (c.command == "SLCT") put32(answer, 6000);
+    return c.command == "SLCT" ? 0 : 2;
+  };
+  EXPECT_FALSE(read_procedure_text(5, &text));
+  EXPECT_EQ(commands(), "SLCT,GPRC,GETE");
+  EXPECT_EQ(std::string(block.command, 4), "PROC");
+}
+
 // Names of a listing portion: 66 bytes each, blank-filled, then the continuation key.
 uint16_t portion(uint8_t* answer, const std::vector<std::string>& names, uint32_t key) {
   size_t at = 0;

@@ -122,6 +122,14 @@ TEST_F(Store, VerbReplacedInPlace) {
   EXPECT_EQ(h.kind, HEAD_ALTER_PROCEDURE);
   ASSERT_EQ(replace_verb(&t.text, h, "create "), TEXT_OK);
   EXPECT_EQ(line_of(t.text, 0), "create procedure p()");
+
+  // A verb on lines of its own is replaced up to the word after it.
+  OwnedText split({"create or", "  replace", "procedure p()", "code"});
+  h = classify_text(&split.text);
+  ASSERT_EQ(h.kind, HEAD_REPLACE_PROCEDURE);
+  ASSERT_EQ(replace_verb(&split.text, h, "alter "), TEXT_OK);
+  EXPECT_EQ(line_of(split.text, 0), "alter procedure p()");
+  EXPECT_EQ(line_of(split.text, 1), "code");
 }
 
 // An editor over a text for the store loop.
@@ -132,7 +140,7 @@ struct StoreWindow {
     editor_create(&editor, 1, 0, 23, 79);
     OwnedText t(lines);
     editor_set_text(&editor, &t.text);
-    target = StoreTarget{&editor, 0, false, HEAD_NONE, true};
+    target = StoreTarget{&editor, 0, false, HEAD_NONE, true, {}};
   }
   ~StoreWindow() { editor_destroy(&editor); }
 };
@@ -214,6 +222,78 @@ TEST_F(Store, TranslationErrorsFetchTheList) {
   EXPECT_EQ(w.editor.column, 19);
 }
 
+TEST_F(Store, BareHeadsTakeAPrefix) {
+  // "procedure": create first; a missing one after a store of the same name is created again.
+  StoreWindow p({"procedure p", "code", "end;"});
+  p.target.stored_kind = HEAD_CREATE_PROCEDURE;
+  p.target.stored_name = "P";
+  int stores = 0;
+  g_handler = [&stores](const PeerCall& c, RequestBlock*, uint8_t*) -> uint32_t {
+    return c.command == "    " && stores++ == 0 ? KERNEL_PROC_MISSING : 0;
+  };
+  EXPECT_EQ(store_text(&p.target), 1);
+  EXPECT_EQ(g_calls[0].statement.rfind("alter procedure p\n", 0), 0u);
+  EXPECT_EQ(g_calls[1].statement.rfind("create procedure p\n", 0), 0u);
+  EXPECT_EQ(line_of(p.editor.text, 0), "procedure p");  // a prefix leaves the text alone
+
+  // Another name in the same window is another object: created, not altered.
+  g_calls.clear();
+  StoreWindow q({"procedure q", "code", "end;"});
+  q.target.stored_kind = HEAD_CREATE_PROCEDURE;
+  q.target.stored_name = "P";
+  g_handler = [](const PeerCall&, RequestBlock*, uint8_t*) -> uint32_t { return 0; };
+  EXPECT_EQ(store_text(&q.target), 1);
+  EXPECT_EQ(g_calls[0].statement.rfind("create procedure q\n", 0), 0u);
+
+  // "create trigger" is sent as it stands, and again after the drop.
+  g_calls.clear();
+  StoreWindow t({"create trigger t after delete on x for each row", "execute", "code", "end;"});
+  stores = 0;
+  g_handler = [&stores](const PeerCall& c, RequestBlock*, uint8_t*) -> uint32_t {
+    return c.statement.rfind("create", 0) == 0 && stores++ == 0 ? KERNEL_TRIGGER_EXISTS : 0;
+  };
+  push_enter();
+  EXPECT_EQ(store_text(&t.target), 1);
+  ASSERT_GE(g_calls.size(), 3u);
+  EXPECT_EQ(g_calls[1].statement, "drop trigger \"T\";");
+  EXPECT_EQ(g_calls[2].statement, g_calls[0].statement);
+}
+
+TEST_F(Store, AKernelThatNeverSettlesIsReported) {
+  StoreWindow w({"create procedure p()", "code", "end;"});
+  g_handler = [](const PeerCall& c, RequestBlock*, uint8_t*) -> uint32_t {
+    if (c.command == "GETE") return 2;
+    return c.statement.rfind("alter", 0) == 0 ? KERNEL_PROC_MISSING : KERNEL_PROC_EXISTS;
+  };
+  for (int i = 0; i < 8; ++i) push_enter();
+  EXPECT_EQ(store_text(&w.target), 0);
+  EXPECT_EQ(g_calls.back().command, "GETE");  // the last code is shown
+  EXPECT_EQ(std::string(block.command, 4), "PROC");
+}
+
+TEST_F(Store, DropAsksThenSendsTheStatement) {
+  g_handler = [](const PeerCall& c, RequestBlock* b, uint8_t* answer) -> uint32_t {
+    if (c.command == "PROC") {
+      std::memset(answer, ' ', CATALOG_NAME);
+      std::memcpy(answer, "GONE", 4);
+      put32(answer + CATALOG_NAME, 0);
+      b->answer_length = CATALOG_NAME + 4;
+    }
+    return 0;
+  };
+  push_enter();  // the list's only row
+  push_enter();  // " Да "
+  EXPECT_EQ(drop_procedure(), 1);
+  EXPECT_EQ(commands(), "PROC,    ");
+  EXPECT_EQ(g_calls[1].statement, "drop procedure \"GONE\";");
+  EXPECT_EQ(std::string(block.command, 4), "PROC");
+
+  g_calls.clear();
+  push_enter();  // the row; then Esc on the question
+  EXPECT_EQ(drop_procedure(), 0);
+  EXPECT_EQ(commands(), "PROC");
+}
+
 TEST_F(Store, TextWithoutAHeadIsNotSent) {
   StoreWindow w({"select 1;"});
   EXPECT_EQ(store_text(&w.target), 0);
@@ -234,7 +314,7 @@ TEST_F(Store, SavingThroughTheEditorClearsTheModifiedMark) {
     return 0;
   };
   EditorHooks hooks{};
-  hooks.store = [](Editor* e) { StoreTarget t{e, 0, false, HEAD_NONE, true}; return store_text(&t); };
+  hooks.store = [](Editor* e) { StoreTarget t{e, 0, false, HEAD_NONE, true, {}}; return store_text(&t); };
   editor_set_hooks(hooks);
   push_enter();
   EXPECT_EQ(editor_save(&w.editor), 1);
