@@ -206,3 +206,24 @@ TEST_F(Slots, AsynchronousAnswerNeedingMgetEndsWith1014WithoutCompletion) {
 
 }  // namespace
 }  // namespace tavrel
+
+namespace tavrel {
+namespace {
+
+// A client killed without closing leaves its reply endpoint behind; the next client's open
+// removes it, and keeps those of live processes and every other name.
+TEST_F(Slots, DeadClientsRepliesAreSweptAway) {
+  const std::string dead = rundir_ + "/99999995";  // process ids never reach 9999999
+  const std::string alive = rundir_ + "/" + std::to_string(getppid()) + "5";
+  const std::string other = rundir_ + "/notes5";
+  for (const std::string& path : {dead, alive, other}) std::fclose(std::fopen(path.c_str(), "w"));
+  IpcEndpoint* reply = nullptr;
+  ASSERT_EQ(ipc_reply_open(&reply), 0);
+  EXPECT_FALSE(std::filesystem::exists(dead));
+  EXPECT_TRUE(std::filesystem::exists(alive));
+  EXPECT_TRUE(std::filesystem::exists(other));
+  ipc_close(reply);
+}
+
+}  // namespace
+}  // namespace tavrel

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <dirent.h>
 #include <fcntl.h>
 #include <malloc.h>
 #include <poll.h>
@@ -131,8 +132,30 @@ const char* ipc_run_directory() {
   return dir;
 }
 
+// Removes the reply endpoints of client processes that ended without closing them (killed,
+// say): names of digits ending in "5" whose process id no longer runs.
+void sweep_dead_replies() {
+  DIR* dir = opendir(ipc_run_directory());
+  if (dir == nullptr) return;
+  while (const dirent* entry = readdir(dir)) {
+    const char* name = entry->d_name;
+    const size_t length = std::strlen(name);
+    if (length < 2 || length > 11 || name[length - 1] != '5') continue;
+    long pid = 0;
+    bool digits = true;
+    for (size_t i = 0; i + 1 < length && digits; ++i) {
+      digits = name[i] >= '0' && name[i] <= '9';
+      pid = pid * 10 + (name[i] - '0');
+    }
+    if (!digits || pid <= 0 || pid > 0x7FFFFFFF) continue;
+    if (kill(static_cast<pid_t>(pid), 0) != 0 && errno == ESRCH) unlinkat(dirfd(dir), name, 0);
+  }
+  closedir(dir);
+}
+
 int ipc_reply_open(IpcEndpoint** out) {
   if (const int error = make_run_directory()) return error;
+  sweep_dead_replies();
   char name[32];
   std::snprintf(name, sizeof name, "%u5", ipc_process_id());
   char path[108];
