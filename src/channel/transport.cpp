@@ -178,9 +178,9 @@ void fail_pending(Transport& t, int route) {
     }
     t.slot_freed.notify_all();
   }
-  // A caller may be inside the receive: one byte to the reply endpoint brings it out.
-  const uint8_t wake = 0;
-  ipc_reply_to(t.reply, ipc_process_id(), &wake, 1);
+  // A synchronous caller may be inside the receive, waiting for an answer that will not
+  // come: the wake brings it out to find its slot answered with 1002.
+  ipc_receive_wake(t.reply);
   for (const CallContext& c : completions) {
     if (c.done != nullptr) c.done(c.block, c.answer, c.buffer3);
   }
@@ -246,7 +246,8 @@ bool reader_needed(const Transport& t) {
 
 // Receives one message as the endpoint's receiver and takes the answer in it; called with
 // slot_lock held and t.receiving just set, returns with it held and t.receiving cleared.
-// false when the endpoint has been stopped.
+// false when the endpoint has been stopped. A wake (a server has ended) receives nothing:
+// the receiver looks at the slots again.
 bool receive_one(Transport& t, std::unique_lock<std::mutex>& lock) {
   thread_local std::vector<uint8_t> buffer(EXCHANGE_MAX);
   lock.unlock();
@@ -254,11 +255,12 @@ bool receive_one(Transport& t, std::unique_lock<std::mutex>& lock) {
   if (n > 0) take_answer(t, buffer.data(), static_cast<size_t>(n));
   lock.lock();
   t.receiving = false;
-  if (n <= 0) t.reader_running = false;
+  const bool serving = n > 0 || n == IPC_WOKEN;
+  if (!serving) t.reader_running = false;
   t.slot_freed.notify_all();
   // Waking the reader when it has nothing to receive would cost a needless switch per answer.
   if (reader_needed(t)) t.reader_wake.notify_one();
-  return n > 0;
+  return serving;
 }
 
 void reader_loop(Transport& t) {

@@ -31,8 +31,14 @@ const char* ipc_run_directory();
 // Client side. Every function returns 0 or the system error number.
 // The reply endpoint of this process, named after its process id.
 int ipc_reply_open(IpcEndpoint** out);
-// Blocks for one message: its length, 0 when the endpoint was stopped, -1 on failure.
+// Blocks for one message: its length, 0 when the endpoint was stopped, IPC_WOKEN when
+// ipc_receive_wake brought it out without a message, -1 on failure.
 long ipc_receive(IpcEndpoint* endpoint, void* buffer, size_t capacity);
+constexpr long IPC_WOKEN = -3;
+// Makes a blocked (or the next) ipc_receive on a reply endpoint return IPC_WOKEN once; the
+// endpoint goes on serving. Callable from any thread. The channel uses it when a server has
+// ended, so that a caller waiting for that server's answer looks at its slot again.
+void ipc_receive_wake(IpcEndpoint* endpoint);
 // Makes a blocked (or the next) ipc_receive on the endpoint return 0; callable from any
 // thread and from a signal handler.
 void ipc_receive_stop(IpcEndpoint* endpoint);

@@ -3,6 +3,7 @@
 // /tmp/tavrel-<uid>, mode 0700), and server processes watched through pidfds.
 #include "platform/ipc.h"
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -25,6 +26,7 @@ namespace tavrel {
 struct IpcEndpoint {
   int fd = -1;
   volatile sig_atomic_t stopped = 0;  // an empty datagram is not a stop
+  std::atomic<int> woken{0};          // an empty datagram then is a wake (reply endpoints)
   int record_fd = -1;     // servers: the locked process record
   char path[108] = {};    // bound socket path, removed on close
   char record[108] = {};  // servers: process record path, removed on close
@@ -173,8 +175,21 @@ long ipc_receive(IpcEndpoint* ep, void* buffer, size_t capacity) {
   for (;;) {
     const ssize_t n = recv(ep->fd, buffer, capacity, 0);
     if (n > 0 || (n == 0 && ep->stopped)) return static_cast<long>(n);
-    if (n == 0) continue;
+    if (n == 0) {
+      if (ep->woken.exchange(0) != 0) return IPC_WOKEN;
+      continue;
+    }
     if (errno != EINTR) return -1;
+  }
+}
+
+void ipc_receive_wake(IpcEndpoint* ep) {
+  ep->woken = 1;
+  // An empty datagram to the endpoint's own address brings a blocked recv out.
+  sockaddr_un addr{};
+  addr.sun_family = AF_UNIX;
+  copy_text(addr.sun_path, sizeof addr.sun_path, ep->path);
+  while (sendto(ep->fd, "", 0, MSG_NOSIGNAL, reinterpret_cast<sockaddr*>(&addr), sizeof addr) < 0 && errno == EINTR) {
   }
 }
 

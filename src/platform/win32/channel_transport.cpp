@@ -104,6 +104,7 @@ struct IpcEndpoint {
   OwnedHandle slot;        // the mailslot: read handle (reply, server) or write handle (route)
   char slot_name[200] = {};
   volatile LONG stopped = 0;
+  volatile LONG woken = 0;     // reply, mailslot mode: a one-byte message is then a wake
   OwnedHandle record;      // server: its process record
   // Shared memory: the area with its two events. Reply: "M", "E" (written), "EL" (free);
   // route and server: the request area, its request event and its lock event.
@@ -112,6 +113,7 @@ struct IpcEndpoint {
   OwnedHandle written_event;
   OwnedHandle free_event;
   OwnedHandle stop;            // reply and server: ends a wait on the area
+  OwnedHandle wake;            // reply, shared memory: brings one wait on the area out
   OwnedHandle server_process;  // route: a send does not wait for a server that has ended
   OwnedHandle forward;         // server: its own mailslot, where area requests are queued
   OwnedHandle thread;          // server: takes requests from the area
@@ -199,6 +201,16 @@ int create_mailslot(IpcEndpoint* ep, const char* name) {
 HANDLE open_mailslot_for_writing(const char* name) {
   return CreateFileA(name, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
                      FILE_ATTRIBUTE_NORMAL, nullptr);
+}
+
+// A message of length bytes (zero or one) to an endpoint's own mailslot brings its blocked
+// ReadFile out.
+void write_message(IpcEndpoint* ep, DWORD length) {
+  OwnedHandle self(open_mailslot_for_writing(ep->slot_name));
+  if (self) {
+    DWORD written = 0;
+    WriteFile(self.h, "\0", length, &written, nullptr);
+  }
 }
 
 int map_view(IpcEndpoint* ep, DWORD access) {
@@ -333,7 +345,8 @@ int ipc_reply_open(IpcEndpoint** out) {
       ep->written_event = OwnedHandle(CreateEventA(security, FALSE, FALSE, written));
       ep->free_event = OwnedHandle(CreateEventA(security, FALSE, TRUE, free_name));
       ep->stop = OwnedHandle(CreateEventA(nullptr, TRUE, FALSE, nullptr));
-      if (!ep->written_event || !ep->free_event || !ep->stop) error = last_error();
+      ep->wake = OwnedHandle(CreateEventA(nullptr, FALSE, FALSE, nullptr));
+      if (!ep->written_event || !ep->free_event || !ep->stop || !ep->wake) error = last_error();
     }
   }
   if (error != 0) {
@@ -346,8 +359,10 @@ int ipc_reply_open(IpcEndpoint** out) {
 
 long ipc_receive(IpcEndpoint* ep, void* buffer, size_t capacity) {
   if (ep->mode == Mode::shared && !ep->server) {
-    const HANDLE handles[2] = {ep->written_event.h, ep->stop.h};
-    if (WaitForMultipleObjects(2, handles, FALSE, INFINITE) != WAIT_OBJECT_0) return ep->stopped ? 0 : -1;
+    const HANDLE handles[3] = {ep->written_event.h, ep->stop.h, ep->wake.h};
+    const DWORD r = WaitForMultipleObjects(3, handles, FALSE, INFINITE);
+    if (r == WAIT_OBJECT_0 + 2 && !ep->stopped) return IPC_WOKEN;
+    if (r != WAIT_OBJECT_0) return ep->stopped ? 0 : -1;
     const size_t n = answer_length(ep->view.p);
     std::memcpy(buffer, ep->view.p, n < capacity ? n : capacity);
     SetEvent(ep->free_event.h);
@@ -357,8 +372,20 @@ long ipc_receive(IpcEndpoint* ep, void* buffer, size_t capacity) {
     DWORD read = 0;
     if (!ReadFile(ep->slot.h, buffer, static_cast<DWORD>(capacity), &read, nullptr)) return -1;
     if (ep->stopped) return 0;
+    if (read == 1 && InterlockedExchange(&ep->woken, 0) != 0) return IPC_WOKEN;
     if (read > 0) return static_cast<long>(read);
   }
+}
+
+void ipc_receive_wake(IpcEndpoint* ep) {
+  if (ep->mode == Mode::shared && !ep->server) {
+    SetEvent(ep->wake.h);
+    return;
+  }
+  // One byte, not an empty message: Wine fails the read of an empty mailslot message, which
+  // would end the receiving. No frame is that short, so the byte is never taken for one.
+  InterlockedExchange(&ep->woken, 1);
+  write_message(ep, 1);
 }
 
 void ipc_receive_stop(IpcEndpoint* ep) {
@@ -367,12 +394,8 @@ void ipc_receive_stop(IpcEndpoint* ep) {
     SetEvent(ep->stop.h);
     return;
   }
-  // An empty message wakes the reader, which then sees the stop.
-  OwnedHandle self(open_mailslot_for_writing(ep->slot_name));
-  if (self) {
-    DWORD written = 0;
-    WriteFile(self.h, "", 0, &written, nullptr);
-  }
+  // A message wakes the reader, which then sees the stop.
+  write_message(ep, 0);
 }
 
 void ipc_close(IpcEndpoint* ep) {
