@@ -107,7 +107,9 @@ class HelpViewerTest : public TuiTest {
  protected:
   void SetUp() override {
     TuiTest::SetUp();
-    path_ = (std::filesystem::temp_directory_path() / "tavrel_tui_help.hlp").string();
+    // One file a test case: CTest runs the cases in parallel processes.
+    const std::string name = ::testing::UnitTest::GetInstance()->current_test_info()->name();
+    path_ = (std::filesystem::temp_directory_path() / ("tavrel_tui_help_" + name + ".hlp")).string();
     help_history_clear();
   }
   void TearDown() override {
