@@ -169,6 +169,19 @@ std::vector<ConsoleCell> ui_screen() {
   return s;
 }
 
+TermWriter writer(const char* term) {
+  TermWriter w;
+  term_writer_init(&w, term_profile_for(term), COLUMNS, ROWS);
+  return w;
+}
+
+// The bytes one update sends.
+std::string update(TermWriter& w, const std::vector<ConsoleCell>& screen, int column, int row) {
+  std::string out;
+  term_writer_update(&w, screen.data(), column, row, &out);
+  return out;
+}
+
 size_t glyph_bytes(const std::vector<ConsoleCell>& screen) {
   size_t total = 0;
   char bytes[4];
@@ -185,8 +198,7 @@ TEST(TerminalWriter, RandomEditsAlwaysReachTheTerminal) {
     const uint8_t glyphs[] = {' ', 'a', 0xB2, 0xC4, 0xA4, 0x01, 0x7F, 0xFF, 0x00};
     const uint8_t attrs[] = {0x07, 0x17, 0x1F, 0x70, 0xCE, 0x8F, 0xF0};
     std::vector<ConsoleCell> screen = ui_screen();
-    TermWriter w;
-    term_writer_init(&w, term_profile_for(term), COLUMNS, ROWS);
+    TermWriter w = writer(term);
     TerminalModel model(COLUMNS, ROWS);
     for (int step = 0; step < 400; ++step) {
       int edits = step == 0 ? 0 : 1 + pick(12);
@@ -203,9 +215,7 @@ TEST(TerminalWriter, RandomEditsAlwaysReachTheTerminal) {
         model.clear();
       }
       int cc = pick(COLUMNS), cr = pick(ROWS);
-      std::string out;
-      term_writer_update(&w, screen.data(), cc, cr, &out);
-      model.feed(out);
+      model.feed(update(w, screen, cc, cr));
       std::string diff = model.differs_from(screen, cc, cr);
       ASSERT_EQ(diff, "") << "step " << step;
     }
@@ -219,17 +229,13 @@ TEST(TerminalWriter, TypingACharacterSendsOnlyThatCharacter) {
   } cases[] = {{'x', "x"}, {0xA6, "ж"}, {0xC4, "─"}};
   for (const Case& c : cases) {
     std::vector<ConsoleCell> screen = ui_screen();
-    TermWriter w;
-    term_writer_init(&w, term_profile_for("xterm"), COLUMNS, ROWS);
-    std::string out;
-    term_writer_update(&w, screen.data(), 30, 10, &out);
+    TermWriter w = writer("xterm");
+    update(w, screen, 30, 10);
     // The first key typed there brings the colours of the field; the next one only its glyph.
     screen[10 * COLUMNS + 30].ch = 'a';
-    term_writer_update(&w, screen.data(), 31, 10, &out);
-    out.clear();
+    update(w, screen, 31, 10);
     screen[10 * COLUMNS + 31].ch = c.ch;  // typed at the cursor, which moves on by one
-    term_writer_update(&w, screen.data(), 32, 10, &out);
-    EXPECT_EQ(out, c.expected);
+    EXPECT_EQ(update(w, screen, 32, 10), c.expected);
   }
 }
 
@@ -254,16 +260,12 @@ TEST(TerminalWriter, CheapestCursorMoves) {
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
     std::vector<ConsoleCell> screen(static_cast<size_t>(COLUMNS) * ROWS, ConsoleCell{' ', 0x07});
-    TermWriter w;
-    term_writer_init(&w, term_profile_for("xterm"), COLUMNS, ROWS);
-    std::string out;
-    term_writer_update(&w, screen.data(), c.from_col, c.from_row, &out);
-    out.clear();
+    TermWriter w = writer("xterm");
+    update(w, screen, c.from_col, c.from_row);
     screen[static_cast<size_t>(c.change_row) * COLUMNS + c.change_col] = {'X', c.attr};
     // The cursor ends just after the change (or back where it was, for "far back").
     bool back = std::string(c.what) == "same row, far back";
-    term_writer_update(&w, screen.data(), back ? 5 : c.change_col + 1, c.change_row, &out);
-    EXPECT_EQ(out, c.expected);
+    EXPECT_EQ(update(w, screen, back ? 5 : c.change_col + 1, c.change_row), c.expected);
   }
 }
 
@@ -272,10 +274,8 @@ TEST(TerminalWriter, ColoursChangeOnlyWhereTheAttributeChanges) {
   // Row 2: four runs; the rest of the screen in the attribute the row ends with.
   const uint8_t runs[] = {0x1F, 0x1E, 0x4F, 0x07};
   for (int c = 0; c < COLUMNS; ++c) screen[2 * COLUMNS + c].attr = runs[c / 20];
-  TermWriter w;
-  term_writer_init(&w, term_profile_for("xterm"), COLUMNS, ROWS);
-  std::string out;
-  term_writer_update(&w, screen.data(), 0, 0, &out);
+  TermWriter w = writer("xterm");
+  const std::string out = update(w, screen, 0, 0);
   size_t sgr = 0;
   for (size_t i = out.find("\x1b["); i != std::string::npos; i = out.find("\x1b[", i + 1)) {
     size_t j = i + 2;
@@ -290,29 +290,19 @@ TEST(TerminalWriter, ColoursChangeOnlyWhereTheAttributeChanges) {
 
 TEST(TerminalWriter, FullPaintCostsLittleMoreThanTheGlyphs) {
   std::vector<ConsoleCell> screen = ui_screen();
-  TermWriter w;
-  term_writer_init(&w, term_profile_for("xterm-256color"), COLUMNS, ROWS);
-  std::string out;
-  term_writer_update(&w, screen.data(), 0, 0, &out);
+  TermWriter w = writer("xterm-256color");
   size_t glyphs = glyph_bytes(screen);
-  EXPECT_LE(out.size(), glyphs + glyphs / 10);
-  // Nothing changed: nothing sent.
-  out.clear();
-  term_writer_update(&w, screen.data(), 0, 0, &out);
-  EXPECT_EQ(out, "");
+  EXPECT_LE(update(w, screen, 0, 0).size(), glyphs + glyphs / 10);
+  EXPECT_EQ(update(w, screen, 0, 0), "");  // nothing changed: nothing sent
 }
 
 TEST(TerminalWriter, SmallerTerminalGetsWhatFits) {
   std::vector<ConsoleCell> screen = ui_screen();
-  TermWriter w;
-  term_writer_init(&w, term_profile_for("xterm"), COLUMNS, ROWS);
-  std::string out;
-  term_writer_update(&w, screen.data(), 0, 0, &out);
+  TermWriter w = writer("xterm");
+  update(w, screen, 0, 0);
   term_writer_invalidate(&w, 40, 10);
-  out.clear();
-  term_writer_update(&w, screen.data(), 70, 20, &out);  // a cursor out of sight stays put
   TerminalModel model(40, 10);
-  model.feed(out);
+  model.feed(update(w, screen, 70, 20));  // a cursor out of sight stays put
   ASSERT_EQ(model.error, "");
   for (int r = 0; r < 10; ++r) {
     for (int c = 0; c < 40; ++c) {
@@ -334,9 +324,7 @@ TEST(TerminalWriter, CursorShapeAndVisibilityOnlyWhenChanged) {
       {100, false, "\x1b[2 q", "\x1b[?6c"},
       {100, true, "\x1b[?25h", "\x1b[?25h"},
   };
-  TermWriter x, l;
-  term_writer_init(&x, term_profile_for("xterm"), COLUMNS, ROWS);
-  term_writer_init(&l, term_profile_for("linux"), COLUMNS, ROWS);
+  TermWriter x = writer("xterm"), l = writer("linux");
   for (const Step& s : steps) {
     std::string out_x, out_l;
     term_writer_cursor(&x, s.size, s.visible, &out_x);

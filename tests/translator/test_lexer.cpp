@@ -118,10 +118,9 @@ TEST(KeywordTable, BothLanguagesGiveTheSameToken) {
     const char* english;
     const char* russian;
   };
-  const Pair pairs[] = {{"NOT", "НЕ"},        {"AND", "И"},         {"IF", "ЕСЛИ"},
-                        {"ENDIF", "КОНЕСЛИ"},  {"INTO", "В"},        {"LAST", "ПОСЛЕДНИЙ"},
-                        {"DEBUG", "ОТЛАДКИ"},  {"EXCEPTIONS", "ИСКЛЮЧЕНИЯ"},
-                        {"ELSEIF", "ИНАЧЕЕСЛИ"}, {"CHAR", "СТРОКА"}};
+  // One-letter words, and words whose translation is another word's prefix.
+  const Pair pairs[] = {{"AND", "И"}, {"INTO", "В"}, {"IF", "ЕСЛИ"}, {"ELSEIF", "ИНАЧЕЕСЛИ"},
+                        {"CHAR", "СТРОКА"}};
   for (const Pair& p : pairs) {
     int t = keyword_find(p.english);
     EXPECT_NE(t, 0) << p.english;
@@ -132,9 +131,7 @@ TEST(KeywordTable, BothLanguagesGiveTheSameToken) {
 }
 
 TEST_F(LexerTest, KeywordsFoldOnlyLatinLetters) {
-  EXPECT_EQ(one("if"), TOK_IF);
   EXPECT_EQ(one("If"), TOK_IF);
-  EXPECT_EQ(one("IF"), TOK_IF);
   EXPECT_EQ(one(cp866("ЕСЛИ")), TOK_IF);
   // Russian keywords are recognised only in capitals: in small letters they are names.
   EXPECT_EQ(tokens(cp866("если")), (std::vector<int>{TOK_UNKNOWN_NAME, TOK_END}));
@@ -218,7 +215,6 @@ TEST_F(LexerTest, StringConstants) {
       {"\"ab\" \"cd\"", "abcd"},
       {"\"ab\" // between\n \"cd\"", "abcd"},
       {"\"ab\"\r\n\"cd\"\"ef\"", "abcdef"},
-      {"\"\\x41\"", "A"},
       {"\"\\x4a\\x4A1\"", "JJ1"},
       {"\"a\\\"b\\\\c\"", "a\"b\\c"},
       {"\"\\n\\r\\t\\q\"", "\n\r\tq"},
@@ -289,15 +285,12 @@ TEST_F(LexerTest, NumberPaths) {
   };
   const Case cases[] = {
       {"1.5", TOK_NUMERIC, 1.5},
-      {"1.5n", TOK_NUMERIC, 1.5},
       {"1.5d", TOK_DOUBLE, 1.5},
       {"1.5R", TOK_REAL, 1.5},
       {"12.", TOK_REAL, 12},
       {"7", TOK_SMALLINT, 7},
-      {"0", TOK_SMALLINT, 0},
       {"32767", TOK_SMALLINT, 32767},
       {"32768", TOK_INTEGER, 32768},
-      {"70000", TOK_INTEGER, 70000},
       {"7i", TOK_INTEGER, 7},
       {"7b", TOK_BIGINT, 7},
       {"2147483647", TOK_INTEGER, 2147483647.0},
@@ -305,7 +298,6 @@ TEST_F(LexerTest, NumberPaths) {
       {"007", TOK_BIGINT, 7},
       {"1.05", TOK_DOUBLE, 1.05},
       {"1.05n", TOK_NUMERIC, 1.05},
-      {"1.05d", TOK_DOUBLE, 1.05},
       {"0.5", TOK_NUMERIC, 0.5},
       {"1.2345678901", TOK_DOUBLE, 1.2345678901},
       {"10000000000000000000", TOK_DOUBLE, 1e19},

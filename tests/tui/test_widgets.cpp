@@ -19,6 +19,12 @@ namespace {
 
 using WidgetTest = TuiTest;
 
+// Keys as scan code and character.
+using Keys = std::vector<std::pair<uint16_t, uint8_t>>;
+void push_keys(const Keys& keys, uint32_t state = 0) {
+  for (auto [scan, ch] : keys) push_key(scan, ch, state);
+}
+
 int g_action_id = 0;
 int g_action_calls = 0;
 void record_action(int id) {
@@ -71,7 +77,7 @@ TEST_F(WidgetTest, MenuLayoutFollowsTheItems) {
 TEST_F(WidgetTest, MenuKeysNavigateAndChoose) {
   struct Script {
     const char* name;
-    std::vector<std::pair<uint16_t, uint8_t>> keys;  // scan, character
+    Keys keys;
     int chosen;
   };
   const Script scripts[] = {
@@ -85,7 +91,7 @@ TEST_F(WidgetTest, MenuKeysNavigateAndChoose) {
   };
   for (const Script& s : scripts) {
     Menu* bar = build_menu();
-    for (auto [scan, ch] : s.keys) push_key(scan, ch);
+    push_keys(s.keys);
     g_action_id = 0;
     int chosen = menu_run(bar);
     EXPECT_EQ(chosen, s.chosen) << s.name;
@@ -133,10 +139,7 @@ void remember(int bar_id, int item_id) {
 TEST_F(WidgetTest, MenuReportsAndRestoresItsPosition) {
   Menu* bar = build_menu();
   menu_set_position_hook(remember);
-  push_key(0x4D, 0);
-  push_key(0x1C, 0x0D);
-  push_esc();
-  push_esc();
+  push_keys({{0x4D, 0}, {0x1C, 0x0D}, {0x01, 0x1B}, {0x01, 0x1B}});
   menu_run(bar);
   EXPECT_EQ(g_bar, 2);
   EXPECT_EQ(g_item, MENU_NONE);
@@ -189,7 +192,7 @@ int fruit(int index, char* out, int capacity, void*) {
 TEST_F(WidgetTest, PickListMovesSearchesAndScrolls) {
   struct Script {
     const char* name;
-    std::vector<std::pair<uint16_t, uint8_t>> keys;
+    Keys keys;
     int chosen;
   };
   const Script scripts[] = {
@@ -206,7 +209,7 @@ TEST_F(WidgetTest, PickListMovesSearchesAndScrolls) {
     PickList list;
     picklist_init(&list, fruit, nullptr);
     EXPECT_EQ(list.count, 12);
-    for (auto [scan, ch] : s.keys) push_key(scan, ch);
+    push_keys(s.keys);
     EXPECT_EQ(picklist_run(&list, 2, 10, 8, 30, "Fruit", 0), s.chosen) << s.name;
     EXPECT_GE(list.selected, list.top) << s.name;
     EXPECT_LT(list.selected, list.top + 5) << s.name;
@@ -271,11 +274,8 @@ TEST_F(WidgetTest, FormFieldsScrollAndObeyPictures) {
   push_key(0x0F, 0x09);           // Tab to the number field
   for (char c : std::string("1x2-")) push_char(c);
   push_key(0x0F, 0x09, CK_SHIFT);  // Shift+Tab back to the name
-  push_key(0x47, 0);               // Home
-  push_key(0x53, 0);               // Del: "bcdefgh"
-  push_key(0x4D, 0);
-  push_key(0x0E, 0x08);            // Backspace after Right: "cdefgh"
-  push_esc();
+  // Home, Del: "bcdefgh"; Right, Backspace: "cdefgh"; Esc.
+  push_keys({{0x47, 0}, {0x53, 0}, {0x4D, 0}, {0x0E, 0x08}, {0x01, 0x1B}});
   EXPECT_EQ(form_run(&d.form), 0);
   EXPECT_STREQ(d.name, "cdefgh");
   EXPECT_STREQ(d.number, "12-");
@@ -289,7 +289,7 @@ TEST_F(WidgetTest, FormFieldsScrollAndObeyPictures) {
 TEST_F(WidgetTest, FormNavigationRadioCheckListAndButtons) {
   Dialog d;
   build(d);
-  const std::pair<uint16_t, uint8_t> keys[] = {
+  push_keys({
       {0x0F, 0x09}, {0x0F, 0x09},  // to the list
       {0x50, 0}, {0x50, 0},         // third row
       {0x0F, 0x09},                 // radio group
@@ -298,8 +298,7 @@ TEST_F(WidgetTest, FormNavigationRadioCheckListAndButtons) {
       {0x39, ' '},                  // off
       {0x0F, 0x09},                 // Ok
       {0x1C, 0x0D},
-  };
-  for (auto [scan, ch] : keys) push_key(scan, ch);
+  });
   EXPECT_EQ(form_run(&d.form), 7);
   EXPECT_EQ(d.kind, 4);
   EXPECT_FALSE(d.debug);
@@ -314,7 +313,7 @@ TEST_F(WidgetTest, FormNavigationRadioCheckListAndButtons) {
 TEST_F(WidgetTest, FormButtonKeysHotLettersAndMouse) {
   struct Case {
     const char* name;
-    std::vector<std::pair<uint16_t, uint8_t>> keys;
+    Keys keys;
     uint32_t state;
     int result;
   };
@@ -326,7 +325,7 @@ TEST_F(WidgetTest, FormButtonKeysHotLettersAndMouse) {
   for (const Case& c : cases) {
     Dialog d;
     build(d);
-    for (auto [scan, ch] : c.keys) push_key(scan, ch, c.state);
+    push_keys(c.keys, c.state);
     if (c.state == 0) push_esc();
     EXPECT_EQ(form_run(&d.form), c.result) << c.name;
     window_close();
@@ -368,13 +367,8 @@ TEST_F(WidgetTest, FileListingAndMasks) {
   EXPECT_EQ(file_list((dir / "missing").string(), "*", &entries), 1);
 
   // The dialog: into "sub" and back out, then a file from the list.
-  push_key(0x0F, 0x09);  // to the list
-  push_key(0x50, 0);
-  push_enter();          // sub
-  push_enter();          // ..
-  push_key(0x50, 0);
-  push_key(0x50, 0);
-  push_enter();          // a.prc
+  // To the list, Down, Enter: "sub"; Enter: ".."; Down twice, Enter: "a.prc".
+  push_keys({{0x0F, 0x09}, {0x50, 0}, {0x1C, 0x0D}, {0x1C, 0x0D}, {0x50, 0}, {0x50, 0}, {0x1C, 0x0D}});
   std::string chosen;
   const int editor_hints = hint_select(HELP_CODE_EDITOR);
   ASSERT_EQ(file_dialog("*.prc", dir.string(), &chosen), 0);

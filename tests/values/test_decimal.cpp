@@ -92,26 +92,15 @@ TEST(DecimalState, ZeroAndOverflowClearDigitsSignsKeepThem) {
 // ---------------------------------------------------------------------------------------------
 // From and to integers
 
-TEST(DecimalFromInt, Int32) {
-  EXPECT_EQ(decimal_classify(decimal_from_int32(0)), DEC_ZERO);
-  EXPECT_EQ(decimal_from_int32(0).b[0], 0);
-  EXPECT_EQ(T(decimal_from_int32(1)), "1.0000000000");
+// The text writer reads the digit pairs, so a misplaced pair shows in the text.
+TEST(DecimalFromInt, Int32AndInt64) {
+  EXPECT_EQ(decimal_from_int32(0).b[0], DEC_ZERO);
   EXPECT_EQ(T(decimal_from_int32(-1)), "-1.0000000000");
   EXPECT_EQ(T(decimal_from_int32(100)), "100.0000000000");
   EXPECT_EQ(T(decimal_from_int32(INT32_MAX)), "2147483647.0000000000");
-  const Decimal min = decimal_from_int32(INT32_MIN);
-  EXPECT_EQ(T(min), "-2147483648.0000000000");
-  const uint8_t expected[16] = {DEC_NEGATIVE, 0, 0, 0, 0, 0, 48, 36, 48, 47, 21, 0, 0, 0, 0, 0};
-  EXPECT_EQ(std::memcmp(min.b, expected, 16), 0);
-}
-
-TEST(DecimalFromInt, Int64) {
+  EXPECT_EQ(T(decimal_from_int32(INT32_MIN)), "-2147483648.0000000000");
   EXPECT_EQ(T(decimal_from_int64(INT64_MAX)), "9223372036854775807.0000000000");
-  const Decimal min = decimal_from_int64(INT64_MIN);
-  EXPECT_EQ(T(min), "-9223372036854775808.0000000000");
-  // 9 22 33 72 03 68 54 77 58 08, lowest pair in byte 6.
-  const uint8_t expected[16] = {DEC_NEGATIVE, 0, 0, 0, 0, 0, 8, 58, 77, 54, 68, 3, 72, 33, 22, 9};
-  EXPECT_EQ(std::memcmp(min.b, expected, 16), 0);
+  EXPECT_EQ(T(decimal_from_int64(INT64_MIN)), "-9223372036854775808.0000000000");
   EXPECT_EQ(T(decimal_from_int64(-1000000000000LL)), "-1000000000000.0000000000");
 }
 
@@ -192,16 +181,6 @@ TEST(DecimalToInt, OnlyFiniteNumbersConvert) {
   EXPECT_EQ(v64, 0);
 }
 
-TEST(DecimalToInt, RoundTripsFromIntegers) {
-  for (int64_t v : {int64_t{1}, int64_t{-1}, int64_t{99}, int64_t{100}, int64_t{-101},
-                    int64_t{INT32_MAX}, int64_t{-INT32_MAX}, int64_t{4294967296},
-                    int64_t{-9223372036854775799}, int64_t{9223372036854775799}}) {
-    int64_t back = 0;
-    EXPECT_EQ(decimal_to_int64(decimal_from_int64(v), false, &back), 0) << v;
-    EXPECT_EQ(back, v);
-  }
-}
-
 // ---------------------------------------------------------------------------------------------
 // Negate, add, subtract
 
@@ -252,9 +231,7 @@ TEST(DecimalAdd, FiniteTable) {
 }
 
 TEST(DecimalAdd, EqualMagnitudesOfOppositeSignsGiveStateZero) {
-  const Decimal r = decimal_sub(D("1.5"), D("1.5"));
-  EXPECT_EQ(r.b[0], DEC_ZERO);
-  EXPECT_EQ(decimal_classify(r), DEC_ZERO);
+  EXPECT_EQ(decimal_sub(D("1.5"), D("1.5")).b[0], DEC_ZERO);
   EXPECT_EQ(decimal_add(D("-7.25"), D("7.25")).b[0], DEC_ZERO);
 }
 
@@ -294,15 +271,14 @@ TEST(DecimalAdd, NonFiniteOperandsAreCopiedAsTheyStand) {
   EXPECT_EQ(std::memcmp(s.b, signed_zero.b, 16), 0);
 }
 
+// Subtraction is addition of the negated right operand: only the order of the operands and
+// the signs are its own.
 TEST(DecimalSub, Table) {
   const BinaryCase cases[] = {
       {"0", "5", "-5.0000000000"},
       {"5", "7.5", "-2.5000000000"},
       {"-5", "-7.5", "2.5000000000"},
       {"-5", "7.5", "-12.5000000000"},
-      {"1", "0.0000000001", "0.9999999999"},
-      {"0.0000000001", "1", "-0.9999999999"},
-      {"-99999999999999999999", "-99999999999999999999.9999999999", "0.9999999999"},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(T(decimal_sub(D(c.a), D(c.b))), c.expected) << c.a << " - " << c.b;
@@ -337,13 +313,8 @@ TEST(DecimalMul, FiniteTable) {
   }
 }
 
-TEST(DecimalMul, ProductBelowTheTenthDecimalIsZero) {
-  const Decimal r = decimal_mul(D("0.00001"), D("-0.000001"));
-  EXPECT_EQ(r.b[0], DEC_ZERO);
-  EXPECT_EQ(decimal_classify(r), DEC_ZERO);
-}
-
 TEST(DecimalMul, OverflowAndSpecialOperands) {
+  EXPECT_EQ(decimal_mul(D("0.00001"), D("-0.000001")).b[0], DEC_ZERO);  // below the 10th decimal
   EXPECT_EQ(decimal_mul(D("10000000000"), D("10000000000")).b[0], DEC_POS_OVERFLOW);
   EXPECT_EQ(decimal_mul(D("-10000000000"), D("10000000000")).b[0], DEC_NEG_OVERFLOW);
   EXPECT_EQ(decimal_mul(D(LARGEST), D("1.0000000001")).b[0], DEC_POS_OVERFLOW);
@@ -401,6 +372,13 @@ TEST(DecimalCompare, Table) {
 // ---------------------------------------------------------------------------------------------
 // Divide
 
+// The state of a / b, which must not be a division by zero.
+int div_state(const Decimal& a, const Decimal& b) {
+  Decimal q;
+  EXPECT_EQ(decimal_div(a, b, &q), DEC_DIV_OK);
+  return q.b[0];
+}
+
 struct DivCase {
   const char* a;
   const char* b;
@@ -426,6 +404,7 @@ TEST(DecimalDiv, FiniteTable) {
       {"99999999999999999999", "3", "33333333333333333333.0000000000"},
       {"1", "99999999999.9999999999", "0.0000000000"},  // below the tenth decimal
       {"-5", "0.5", "-10.0000000000"},
+      {"1", "0.0000000001", "10000000000.0000000000"},
   };
   for (const auto& c : cases) {
     Decimal q;
@@ -445,38 +424,20 @@ TEST(DecimalDiv, ByZeroGivesZeroAndTheStatus) {
   }
 }
 
-TEST(DecimalDiv, SpecialOperands) {
+TEST(DecimalDiv, SpecialOperandsAndQuotientsPastTwentyIntegerDigits) {
+  EXPECT_EQ(div_state(invalid(), decimal_zero()), DEC_INVALID);
+  EXPECT_EQ(div_state(D("1"), invalid()), DEC_INVALID);
+  EXPECT_EQ(div_state(decimal_zero(), D("5")), DEC_ZERO);
+  EXPECT_EQ(div_state(decimal_zero(), pos_overflow()), DEC_ZERO);
+  EXPECT_EQ(div_state(pos_overflow(), D("2")), DEC_POS_OVERFLOW);
+  EXPECT_EQ(div_state(pos_overflow(), D("-2")), DEC_NEG_OVERFLOW);
+  EXPECT_EQ(div_state(D("2"), neg_overflow()), DEC_NEG_OVERFLOW);
+  EXPECT_EQ(div_state(D("-2"), neg_overflow()), DEC_POS_OVERFLOW);
+  EXPECT_EQ(div_state(D(TWENTY_NINES), D("0.1")), DEC_POS_OVERFLOW);
+  EXPECT_EQ(div_state(D("50000000000000000000"), D("0.5")), DEC_POS_OVERFLOW);
+  EXPECT_EQ(div_state(D("-99999999999999999999"), D("0.5")), DEC_NEG_OVERFLOW);
+  EXPECT_EQ(div_state(D("10000000000"), D("0.0000000001")), DEC_POS_OVERFLOW);
   Decimal q;
-  EXPECT_EQ(decimal_div(invalid(), decimal_zero(), &q), DEC_DIV_OK);
-  EXPECT_EQ(q.b[0], DEC_INVALID);
-  EXPECT_EQ(decimal_div(D("1"), invalid(), &q), DEC_DIV_OK);
-  EXPECT_EQ(q.b[0], DEC_INVALID);
-  EXPECT_EQ(decimal_div(decimal_zero(), D("5"), &q), DEC_DIV_OK);
-  EXPECT_EQ(q.b[0], DEC_ZERO);
-  EXPECT_EQ(decimal_div(decimal_zero(), pos_overflow(), &q), DEC_DIV_OK);
-  EXPECT_EQ(q.b[0], DEC_ZERO);
-  EXPECT_EQ(decimal_div(pos_overflow(), D("2"), &q), DEC_DIV_OK);
-  EXPECT_EQ(q.b[0], DEC_POS_OVERFLOW);
-  EXPECT_EQ(decimal_div(pos_overflow(), D("-2"), &q), DEC_DIV_OK);
-  EXPECT_EQ(q.b[0], DEC_NEG_OVERFLOW);
-  EXPECT_EQ(decimal_div(D("2"), neg_overflow(), &q), DEC_DIV_OK);
-  EXPECT_EQ(q.b[0], DEC_NEG_OVERFLOW);
-  EXPECT_EQ(decimal_div(D("-2"), neg_overflow(), &q), DEC_DIV_OK);
-  EXPECT_EQ(q.b[0], DEC_POS_OVERFLOW);
-}
-
-TEST(DecimalDiv, QuotientPastTwentyIntegerDigitsIsOverflow) {
-  Decimal q;
-  EXPECT_EQ(decimal_div(D(TWENTY_NINES), D("0.1"), &q), DEC_DIV_OK);
-  EXPECT_EQ(q.b[0], DEC_POS_OVERFLOW);
-  EXPECT_EQ(decimal_div(D("50000000000000000000"), D("0.5"), &q), DEC_DIV_OK);
-  EXPECT_EQ(q.b[0], DEC_POS_OVERFLOW);
-  EXPECT_EQ(decimal_div(D("-99999999999999999999"), D("0.5"), &q), DEC_DIV_OK);
-  EXPECT_EQ(q.b[0], DEC_NEG_OVERFLOW);
-  EXPECT_EQ(decimal_div(D("1"), D("0.0000000001"), &q), DEC_DIV_OK);
-  EXPECT_EQ(T(q), "10000000000.0000000000");
-  EXPECT_EQ(decimal_div(D("10000000000"), D("0.0000000001"), &q), DEC_DIV_OK);
-  EXPECT_EQ(q.b[0], DEC_POS_OVERFLOW);
   EXPECT_EQ(decimal_div(D("9999999999.9999999999"), D("0.0000000001"), &q), DEC_DIV_OK);
   EXPECT_EQ(T(q), TWENTY_NINES + std::string(".0000000000"));
 }

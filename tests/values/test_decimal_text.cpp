@@ -94,8 +94,7 @@ TEST(DecimalFromText, Table) {
 }
 
 TEST(DecimalFromText, StopsAtTheViewsEnd) {
-  const char text[] = "12.5junk";
-  EXPECT_EQ(text_of(decimal_from_text(std::string_view(text, 4)), 6, 1, false), "    12.5");
+  EXPECT_EQ(text_of(decimal_from_text(std::string_view("12.5junk", 4)), 6, 1, false), "    12.5");
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -257,9 +256,7 @@ TEST(DecimalToDouble, GoesThroughTheTextForm) {
   // At most 14 significant digits are read.
   EXPECT_EQ(decimal_to_double(decimal_from_text("12345678901234567890")), 1.2345678901234e19);
   EXPECT_EQ(decimal_to_double(decimal_from_text("1234567890.1234567891")), 1234567890.1234);
-  Decimal over{};
-  decimal_set_state(over, DEC_POS_OVERFLOW);
-  EXPECT_EQ(decimal_to_double(over), 0.0);
+  EXPECT_EQ(decimal_to_double(decimal_from_text("100000000000000000000")), 0.0);  // overflow
   EXPECT_EQ(decimal_to_double(decimal_from_text("bad")), 0.0);
 }
 
@@ -323,9 +320,11 @@ TEST(ReadDoubleText, Table) {
     double v = -999.0;
     EXPECT_EQ(read_double_text(c.text, &v) != 0, c.status != 0) << '"' << c.text << '"';
     const double size = std::fabs(c.value);
-    if (c.status == 0 && (size == 0.0 || (size >= 1e-22 && size <= 1e22))) {
+    if (c.status != 0) {
+      EXPECT_EQ(v, -999.0) << '"' << c.text << '"';  // a failure leaves the result alone
+    } else if (size == 0.0 || (size >= 1e-22 && size <= 1e22)) {
       EXPECT_EQ(v, c.value) << '"' << c.text << '"';
-    } else if (c.status == 0) {
+    } else {
       // Scaling to the far exponents rounds a few times on the way.
       EXPECT_NEAR(v, c.value, std::fabs(c.value) * 1e-15) << '"' << c.text << '"';
     }
@@ -337,12 +336,6 @@ TEST(ReadDoubleText, NegativeZeroKeepsItsSign) {
   ASSERT_EQ(read_double_text("-0", &v), 0);
   EXPECT_EQ(v, 0.0);
   EXPECT_TRUE(std::signbit(v));
-}
-
-TEST(ReadDoubleText, FailureLeavesTheResultAlone) {
-  double v = 42.0;
-  EXPECT_NE(read_double_text("1x", &v), 0);
-  EXPECT_EQ(v, 42.0);
 }
 
 }  // namespace
