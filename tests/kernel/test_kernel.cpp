@@ -450,42 +450,5 @@ TEST_F(Kernel, MalformedFramesLeaveKernelAndSessionsAlive) {
   EXPECT_EQ(code, 0u);
 }
 
-TEST_F(Kernel, KernelKilledWhileARequestWaits) {
-  RequestBlock b;
-  ASSERT_EQ(open(&b), 0u);
-  uint32_t code = 0;
-  std::thread waiting([&] {
-    select(&b, "with recursive c(x) as (select 1 union all select x + 1 from c) select count(*) from c;", &code);
-  });
-  std::this_thread::sleep_for(std::chrono::milliseconds(200));
-  stop_kernel(kernel);
-  kernel = nullptr;
-  waiting.join();
-  EXPECT_GE(code, 1001u);
-  EXPECT_LE(code, 1003u);
-  // No kernel: 1001. A new kernel: the channel attaches again.
-  RequestBlock again;
-  EXPECT_EQ(open(&again), 1001u);
-  kernel = start_kernel();
-  ASSERT_NE(kernel, nullptr);
-  EXPECT_EQ(open(&again), 0u);
-  EXPECT_EQ(select(&again, "select 'back';"), "back");
-}
-
-TEST_F(Kernel, KernelKilledWhileIdle) {
-  RequestBlock b;
-  ASSERT_EQ(open(&b), 0u);
-  stop_kernel(kernel);
-  kernel = nullptr;
-  uint32_t code = 0;
-  select(&b, "select 1;", &code);
-  EXPECT_GE(code, 1001u);
-  EXPECT_LE(code, 1003u);
-  kernel = start_kernel();
-  ASSERT_NE(kernel, nullptr);
-  EXPECT_EQ(open(&b), 0u);
-  EXPECT_EQ(select(&b, "select 2;"), "2");
-}
-
 }  // namespace
 }  // namespace tavrel

@@ -176,6 +176,11 @@ TEST_F(KernelChannel, KernelKilledWhileIdle) {
   select(&b, "select 1;", &code);
   EXPECT_GE(code, 1001u);
   EXPECT_LE(code, 1003u);
+  // The same block logs on again once a kernel serves.
+  kernel = kernel_start(rundir, INSTANCE.c_str());
+  ASSERT_NE(kernel, nullptr);
+  EXPECT_EQ(open(&b), 0u);
+  EXPECT_EQ(select(&b, "select 2;"), "2");
 }
 
 }  // namespace
