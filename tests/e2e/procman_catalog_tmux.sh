@@ -28,14 +28,10 @@ export TAVREL_RUNDIR="$work/run"
 unset TAVREL_MBX NET_MBX
 mkdir -p "$TAVREL_RUNDIR"
 patience=20
-kernel_pid=
 . "$(dirname "$0")/tmux_lib.sh"
 cleanup() {
   tmux_cleanup
-  if [[ -n $kernel_pid ]]; then
-    kill "$kernel_pid" 2>/dev/null
-    wait "$kernel_pid" 2>/dev/null
-  fi
+  stop_demo_kernel
   rm -rf "$work"
 }
 trap cleanup EXIT
@@ -43,11 +39,6 @@ trap 'exit 1' INT TERM HUP
 on_failure() { patience=3; if [[ -n ${E2E_STOP:-} ]]; then screen; exit 1; fi; }
 key() { T send-keys -t t "$@"; }
 type_text() { T send-keys -t t -l "$1"; }
-expect_gone() {
-  local what=$1 text=$2
-  wait_for "$patience" eval '! screen_has "$text"' && pass "$what: '$text' gone" ||
-    fail "$what: '$text' still shown"
-}
 # sql STATEMENT: the rows tavrel-sql prints.
 sql() { "$sql_bin" -U DEMO/DEMO -c "$1" 2>&1; }
 body_of() { sql "select \$\$\$BODY from system.\$\$\$PROC where \$\$\$NAME = '$1';"; }
@@ -160,9 +151,7 @@ select_button() {
   return 1
 }
 
-"$kernel_bin" --db "$work/demo.db" --demo > "$work/kernel.log" 2>&1 &
-kernel_pid=$!
-wait_for 30 test -s "$TAVREL_RUNDIR/TavrelProcessInfo" || { echo "FAIL: the kernel did not start"; cat "$work/kernel.log"; exit 1; }
+start_demo_kernel "$kernel_bin"
 
 T new-session -d -s t -x 80 -y 25 "cd '$work' && env PS1='$ ' TAVREL_RUNDIR='$TAVREL_RUNDIR' bash --norc --noprofile" || exit 1
 T set -g status off

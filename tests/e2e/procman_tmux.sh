@@ -20,29 +20,18 @@ export TAVREL_RUNDIR="$work/run"
 unset TAVREL_MBX NET_MBX
 mkdir -p "$TAVREL_RUNDIR"
 patience=20
-kernel_pid=
 . "$(dirname "$0")/tmux_lib.sh"
 cleanup() {
   tmux_cleanup
-  if [[ -n $kernel_pid ]]; then
-    kill "$kernel_pid" 2>/dev/null
-    wait "$kernel_pid" 2>/dev/null
-  fi
+  stop_demo_kernel
   rm -rf "$work"
 }
 trap cleanup EXIT
 trap 'exit 1' INT TERM HUP
 on_failure() { patience=3; }
-expect_gone() {
-  local what=$1 text=$2
-  wait_for "$patience" eval '! screen_has "$text"' && pass "$what: '$text' gone" ||
-    fail "$what: '$text' still shown"
-}
 
 # The kernel serves once its process record names it.
-"$kernel_bin" --db "$work/demo.db" --demo > "$work/kernel.log" 2>&1 &
-kernel_pid=$!
-wait_for 30 test -s "$TAVREL_RUNDIR/TavrelProcessInfo" || { echo "FAIL: the kernel did not start"; cat "$work/kernel.log"; exit 1; }
+start_demo_kernel "$kernel_bin"
 
 T new-session -d -s t -x 80 -y 25 "env PS1='$ ' TAVREL_RUNDIR='$TAVREL_RUNDIR' bash --norc --noprofile" || exit 1
 T set -g status off

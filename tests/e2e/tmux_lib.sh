@@ -70,3 +70,26 @@ EOF_SETTLE
   chmod +x "$work/settle.sh"
   echo "$work/settle.sh wine"
 }
+
+# expect_gone WHAT TEXT: the text leaves the screen.
+expect_gone() {
+  local what=$1 text=$2
+  wait_for "$patience" eval '! screen_has "$text"' && pass "$what: '$text' gone" ||
+    fail "$what: '$text' still shown"
+}
+
+# start_demo_kernel KERNEL: the native kernel on a fresh demo database in $work, serving
+# $TAVREL_RUNDIR once its process record names it; stop_demo_kernel ends it.
+kernel_pid=
+start_demo_kernel() {
+  "$1" --db "$work/demo.db" --demo > "$work/kernel.log" 2>&1 &
+  kernel_pid=$!
+  wait_for 30 test -s "$TAVREL_RUNDIR/TavrelProcessInfo" ||
+    { echo "FAIL: the kernel did not start"; cat "$work/kernel.log"; exit 1; }
+}
+stop_demo_kernel() {
+  [[ -n $kernel_pid ]] || return 0
+  kill "$kernel_pid" 2>/dev/null
+  wait "$kernel_pid" 2>/dev/null
+  kernel_pid=
+}
