@@ -84,6 +84,7 @@ int run_form(Form* form, int buttons_row, int width) {
 uint32_t open_dialog(int top, int bottom, int title, uint32_t help) {
   const uint32_t handle = window_open(top, 5, bottom, 74, FRAME_DOUBLE, colour(ROLE_DIALOG_FRAME), colour(ROLE_DIALOG));
   if (handle == 0) return 0;
+  window_mark_dialog();
   window_set_title(message_text(title), 2, colour(ROLE_DIALOG_FRAME));
   window_set_help(help);
   help_category_set_current(help);

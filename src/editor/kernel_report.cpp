@@ -8,6 +8,7 @@
 #include "editor/kernel_report.h"
 #include "tui/messages.h"
 #include "tui/msgbox.h"
+#include "tui/screen.h"
 
 namespace tavrel {
 
@@ -93,8 +94,10 @@ void kernel_report_set_sink(void (*sink)(const char* text)) { g_sink = sink; }
 
 void report_kernel_error(RequestBlock* block, uint32_t code, uint32_t system_code) {
   const std::string text = kernel_error_text(block, code, system_code);
-  // The box opens on top of the window stack, so no open dialog can hide it.
+  // Open dialogs leave the screen while the message is shown, so none can hide it.
+  const int hidden = dialogs_hide();
   msgbox_info(text.c_str());
+  if (hidden > 0) dialogs_show();
   if (g_sink != nullptr) g_sink(text.c_str());
 }
 

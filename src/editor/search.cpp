@@ -90,6 +90,7 @@ void editor_search_dialog(Editor* e) {
   uint32_t handle = window_open(DIALOG_TOP, DIALOG_LEFT, DIALOG_BOTTOM, DIALOG_RIGHT, FRAME_DOUBLE,
                                 colour(ROLE_DIALOG_FRAME), colour(ROLE_DIALOG));
   if (handle == 0) return;
+  window_mark_dialog();
   window_set_title(message_text(MSG_SEARCH_TITLE), 2, colour(ROLE_DIALOG_FRAME));
   window_add_shadow(DIALOG_SHADOW_ATTR);
   window_set_help(HELP_SEARCH);

@@ -101,6 +101,7 @@ void calculator_open() {
   if (window_open(CALC_TOP, CALC_LEFT, CALC_BOTTOM, CALC_RIGHT, FRAME_DOUBLE, colour(ROLE_DIALOG_FRAME),
                   colour(ROLE_DIALOG)) == 0)
     return;
+  window_mark_dialog();
   window_set_title(message_text(MSG_CALC_TITLE), 2, colour(ROLE_DIALOG_FRAME));
   window_add_shadow(CALC_SHADOW_ATTR);
   window_set_help(HELP_CALCULATOR);

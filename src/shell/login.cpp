@@ -158,6 +158,7 @@ int login(int argc, char** argv) {
 
   const int bottom = g_login.node_given ? 13 : 15;
   if (window_open(7, 17, bottom, 55, FRAME_DOUBLE, LOGIN_ATTR, LOGIN_ATTR) == 0) return 0;
+  window_mark_dialog();
   window_set_title(message_text(MSG_LOGIN_TITLE), 2, LOGIN_TITLE_ATTR);
   window_set_help(HELP_LOGIN);
   for (int attempt = 0; attempt < ATTEMPTS; attempt++) {

@@ -179,6 +179,7 @@ int file_dialog(const char* mask, const std::string& start_directory, std::strin
   const int hints_before = hint_current();
   uint32_t handle = window_open(3, 10, 21, 69, FRAME_DOUBLE, colour(ROLE_DIALOG_FRAME), colour(ROLE_DIALOG));
   if (handle != 0) {
+    window_mark_dialog();
     window_set_title(message_text(MSG_FILE_CHOICE_TITLE), 2, colour(ROLE_DIALOG_FRAME));
     window_set_help(HELP_FILE_CHOICE);
     window_add_shadow(0x08);

@@ -486,6 +486,7 @@ int window_close() {
     if (g.active->help_category != 0) g.help_category = g.active->help_category;
   }
   std::free(w->saved_background);
+  std::free(w->hidden_cells);
   std::free(w);
   end_update();
   return set_status(UI_OK);
@@ -802,6 +803,44 @@ int window_hrule(int row, int column, int length, int style, uint8_t attr) {
 }
 int window_vrule(int row, int column, int length, int style, uint8_t attr) {
   return rule(row, column, length, style, attr, true);
+}
+
+int window_mark_dialog() {
+  if (g.active == nullptr) return set_status(UI_NO_WINDOW);
+  g.active->dialog = true;
+  return set_status(UI_OK);
+}
+
+int dialogs_hide() {
+  int count = 0;
+  begin_update();
+  for (Window* w = g.active; w != nullptr && w->dialog && w->hidden_cells == nullptr; w = w->lower) {
+    // The window with its shadow as it is drawn, then what lay beneath it.
+    const int bottom = w->bottom + 1 < g.rows ? w->bottom + 1 : g.rows - 1;
+    const int right = w->right + 2 < g.columns ? w->right + 2 : g.columns - 1;
+    w->hidden_cells = block_save(w->top, w->left, bottom, right);
+    if (w->hidden_cells == nullptr) break;
+    w->hidden_shadow = w->saved_shadow != nullptr;
+    shadow_remove(w);
+    block_restore(w->saved_background);
+    count++;
+  }
+  end_update();
+  return count;
+}
+
+void dialogs_show() {
+  // The lowest hidden dialog first: each one above it is drawn over it.
+  Window* lowest = nullptr;
+  for (Window* w = g.active; w != nullptr && w->hidden_cells != nullptr; w = w->lower) lowest = w;
+  begin_update();
+  for (Window* w = lowest; w != nullptr && w->hidden_cells != nullptr; w = w->upper) {
+    if (w->hidden_shadow) shadow_add(w, w->shadow_attr);
+    block_restore(w->hidden_cells);
+    std::free(w->hidden_cells);
+    w->hidden_cells = nullptr;
+  }
+  end_update();
 }
 
 int window_add_shadow(uint8_t attr) {

@@ -79,6 +79,10 @@ struct Window {
   char title[TITLE_MAX + 1];
   uint8_t title_position;
   uint8_t title_attr;
+  // A dialog's window, and what it looked like while it is taken off the screen.
+  bool dialog;
+  SavedBlock* hidden_cells;
+  bool hidden_shadow;
 };
 
 // Start-up and shut-down. screen_start returns DISPLAY_CONSOLE, or 0 when the console
@@ -142,6 +146,13 @@ int window_remove_shadow();
 int window_set_title(const char* text, int position, uint8_t attr);
 // Draws the active window's frame again (with its title).
 int window_redraw_frame();
+// Marks the active window as a dialog's.
+int window_mark_dialog();
+// Takes the dialog windows at the top of the stack off the screen, the topmost first, so
+// that a message opened now is not hidden behind them; they stay open. Returns how many.
+int dialogs_hide();
+// Puts the hidden dialogs back as they were, the lowest first.
+void dialogs_show();
 
 // Absolute cells of the working buffer, for the layers that draw outside windows.
 ConsoleCell screen_cell(int row, int column);

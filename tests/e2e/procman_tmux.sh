@@ -6,7 +6,8 @@
 #          evaluating 2+3 to "5 (SMALLINT)", Alt+X ends with status 0 and the terminal
 #          is as it was before;
 #   run 2: the registration dialog with a wrong password three times: " Неверный пароль! "
-#          after each attempt, then "Доступ запрещен!" and exit status 1.
+#          after each attempt (the dialog off the screen meanwhile), then "Доступ запрещен!"
+#          and exit status 1.
 #
 #   procman_tmux.sh PROCMAN TAVREL_KERNEL
 set -u
@@ -90,9 +91,13 @@ for attempt in 1 2 3; do
   T send-keys -t t -l "wrong"
   T send-keys -t t Enter Enter
   expect_screen "attempt $attempt" " Неверный пароль! "
+  # The dialog leaves the screen while the message is shown, and comes back after it.
+  screen_has "Пользователь :" && fail "attempt $attempt: the dialog stays on the screen" ||
+    pass "attempt $attempt: the dialog is off the screen"
   T send-keys -t t Enter
   if ((attempt < 3)); then
     expect_gone "attempt $attempt" " Неверный пароль! "
+    expect_screen "attempt $attempt: the dialog is back" "Пользователь :"
   fi
 done
 expect_screen "the refusal" "Доступ запрещен!"

@@ -17,6 +17,50 @@ struct OpenCase {
   int height, width;
 };
 
+// Every character and attribute of the working buffer.
+std::string screen_image() {
+  std::string image;
+  for (int r = 0; r < 25; r++)
+    for (int c = 0; c < 80; c++) {
+      image += static_cast<char>(screen_cell(r, c).ch);
+      image += static_cast<char>(screen_cell(r, c).attr);
+    }
+  return image;
+}
+
+TEST_F(ScreenTest, DialogsLeaveTheScreenAroundAMessageAndComeBack) {
+  window_open(0, 0, 24, 79, FRAME_NONE, 0x17, 0x17);
+  window_fill(0, 0, 24, 79, 0xB2, 0x17);
+  const std::string desktop = screen_image();
+  window_open(3, 3, 12, 40, FRAME_DOUBLE, 0x70, 0x70);
+  window_mark_dialog();
+  window_add_shadow(0x08);
+  window_put_text(1, 1, "first", 0x70);
+  window_open(8, 20, 16, 60, FRAME_SINGLE, 0x30, 0x30);  // overlaps the first and its shadow
+  window_mark_dialog();
+  window_add_shadow(0x08);
+  window_put_text(1, 1, "second", 0x30);
+  const std::string both = screen_image();
+
+  EXPECT_EQ(dialogs_hide(), 2);
+  EXPECT_EQ(screen_image(), desktop);
+  EXPECT_EQ(dialogs_hide(), 0);  // hidden already
+  window_open(10, 10, 14, 70, FRAME_DOUBLE, 0x4F, 0x4F);  // the message
+  window_close();
+  dialogs_show();
+  EXPECT_EQ(screen_image(), both);
+  // They are whole windows again: closing them gives the desktop back.
+  window_close();
+  window_close();
+  EXPECT_EQ(screen_image(), desktop);
+
+  // A window that is no dialog's stops the hiding.
+  window_open(3, 3, 12, 40, FRAME_DOUBLE, 0x70, 0x70);
+  window_mark_dialog();
+  window_open(5, 5, 10, 30, FRAME_SINGLE, 0x1F, 0x1F);
+  EXPECT_EQ(dialogs_hide(), 0);
+}
+
 TEST_F(ScreenTest, OpenGeometryAndStatuses) {
   const OpenCase cases[] = {
       {0, 0, 24, 79, FRAME_NONE, 1, UI_OK, 25, 80},
