@@ -17,6 +17,8 @@ constexpr uint32_t KERNEL_BAD_CONNECT_STRING = 1074;
 constexpr uint32_t KERNEL_NO_SELECT = 1075;
 // An answer (a row) longer than 65,535 bytes, which no answer length can describe.
 constexpr uint32_t KERNEL_ANSWER_TOO_LONG = 1076;
+// A select whose rows together exceed what the kernel keeps for one select.
+constexpr uint32_t KERNEL_RESULT_TOO_LARGE = 1077;
 constexpr uint32_t KERNEL_SQL_ERROR = 2001;
 constexpr uint32_t KERNEL_NO_OBJECT = 2002;
 constexpr uint32_t KERNEL_CONSTRAINT = 2003;

@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 
 #include "channel/codepage.h"
@@ -14,6 +15,7 @@
 #include "kernel/errors.h"
 #include "kernel/storage.h"
 #include "platform/ipc.h"
+#include "platform/platform.h"
 
 namespace tavrel {
 
@@ -29,6 +31,8 @@ constexpr size_t STATEMENT_TEXT_CACHED_MAX = 16384;
 // reads) and handed to the worker, which runs it again from the start.
 constexpr auto INLINE_TIME_MAX = std::chrono::microseconds(200);
 constexpr size_t INLINE_BYTES_MAX = size_t{1} << 20;
+// What one select's rows may take in memory (TAVREL_RESULT_MAX overrides it, in bytes).
+constexpr size_t RESULT_BYTES_MAX = size_t{256} << 20;
 constexpr int INLINE_CHECK_OPS = 100;  // SQLite VM instructions between looks at the clock
 
 std::string_view part_text(const KernelRequest& r, int i) {
@@ -120,6 +124,16 @@ void release_statements(Session* s) {
   s->statements.clear();
 }
 
+size_t result_bytes_max() {
+  static const size_t limit = [] {
+    char text[32];
+    if (platform_getenv("TAVREL_RESULT_MAX", text, sizeof text) <= 0) return RESULT_BYTES_MAX;
+    const unsigned long long n = std::strtoull(text, nullptr, 10);
+    return n > 0 ? static_cast<size_t>(n) : RESULT_BYTES_MAX;
+  }();
+  return limit;
+}
+
 // Steps the cursor to its end, every row into the session's rows: SQLITE_DONE when all were
 // read (the statement is then reset), SQLITE_FULL when they exceed bytes_max, else the code
 // of the failing step.
@@ -146,15 +160,16 @@ void open_select(Session* s, sqlite3_stmt* statement, CachedStatement* kept, uin
   s->cursor = statement;
   s->cursor_kept = kept != nullptr;
   const auto start = std::chrono::steady_clock::now();
-  const int rc = read_rows(s, SIZE_MAX);
+  const int rc = read_rows(s, result_bytes_max());
   if (kept != nullptr) {
     kept->quick = rc == SQLITE_DONE && sqlite3_stmt_readonly(statement) != 0 &&
                   std::chrono::steady_clock::now() - start <= INLINE_TIME_MAX;
   }
   if (rc != SQLITE_DONE) {
-    a->code = storage_code(rc);
-    s->last_message = sqlite3_errmsg(s->db);
+    a->code = rc == SQLITE_FULL ? KERNEL_RESULT_TOO_LARGE : storage_code(rc);
+    s->last_message = rc == SQLITE_FULL ? "" : sqlite3_errmsg(s->db);
     close_cursor(s);
+    std::vector<std::vector<uint8_t>>().swap(s->rows);
     return;
   }
   a->argument = static_cast<uint32_t>(s->rows.size());

@@ -400,6 +400,26 @@ TEST(KernelChild, LogsOnAndSelects) {
   channel_shutdown();
 }
 
+TEST_F(Kernel, SelectBeyondTheResultLimitIsRefusedAndTheSessionGoesOn) {
+  // A kernel of its own that keeps at most 4 KB of rows for a select.
+  setenv("TAVREL_RESULT_MAX", "4096", 1);
+  ChildProcess* small = start_kernel("small");
+  unsetenv("TAVREL_RESULT_MAX");
+  ASSERT_NE(small, nullptr);
+  setenv("TAVREL_MBX", "small", 1);
+  channel_set_option(7, nullptr, 0);
+  RequestBlock b;
+  ASSERT_EQ(open(&b), 0u);
+  uint32_t code = 0;
+  select(&b, "with recursive c(x) as (select 1 union all select x + 1 from c where x < 5000) select x from c;",
+         &code);
+  EXPECT_EQ(code, 1077u);
+  EXPECT_EQ(select(&b, "select 'still here';"), "still here");
+  unsetenv("TAVREL_MBX");
+  channel_set_option(7, nullptr, 0);
+  stop_kernel(small);
+}
+
 TEST_F(Kernel, SecondKernelOnTheSameInstanceIsRefused) {
   int status = 0;
   EXPECT_EQ(start_kernel(nullptr, &status), nullptr);
