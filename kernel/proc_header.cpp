@@ -285,6 +285,15 @@ int read_param(Reader& r, ProcParam* p) {
   return read_default(r, p);
 }
 
+// The optional FOR DEBUG that ends both heads.
+int read_for_debug(Reader& r) {
+  if (r.token != TOK_FOR) return 0;
+  advance(r);
+  if (r.token != TOK_DEBUG) return fail(r, DIAG_SYNTAX);
+  r.out->debug = true;
+  return 0;
+}
+
 int read_procedure(Reader& r) {
   ProcHeader* out = r.out;
   if (r.token == TOK_LPAREN) {
@@ -305,12 +314,7 @@ int read_procedure(Reader& r) {
     if (r.token != TOK_RPAREN) return fail(r, DIAG_NEED_RPAREN);
     advance(r);
   }
-  if (r.token == TOK_FOR) {
-    advance(r);
-    if (r.token != TOK_DEBUG) return fail(r, DIAG_SYNTAX);
-    out->debug = true;
-  }
-  return 0;
+  return read_for_debug(r);
 }
 
 // BEFORE | AFTER  event {OR event | , event}  ON table  FOR EACH ROW | STATEMENT
@@ -349,12 +353,7 @@ int read_trigger(Reader& r) {
   advance(r);
   if (r.token != TOK_EXECUTE) return fail(r, DIAG_SYNTAX);
   advance(r);
-  if (r.token == TOK_FOR) {
-    advance(r);
-    if (r.token != TOK_DEBUG) return fail(r, DIAG_SYNTAX);
-    out->debug = true;
-  }
-  return 0;
+  return read_for_debug(r);
 }
 
 int read_statement(Reader& r) {

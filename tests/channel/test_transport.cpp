@@ -117,25 +117,6 @@ class Slots : public ::testing::Test {
   std::string rundir_;
 };
 
-// A caller blocked in the reply endpoint's receive is brought out by a wake (the channel's
-// way of telling it that its server has ended), and the endpoint goes on receiving after it.
-TEST_F(Slots, AWakeBringsABlockedReceiveOutAndTheEndpointServesOn) {
-  IpcEndpoint* reply = nullptr;
-  ASSERT_EQ(ipc_reply_open(&reply), 0);
-  std::vector<uint8_t> buffer(EXCHANGE_MAX);
-  long woken = 0;
-  std::thread receiving([&] { woken = ipc_receive(reply, buffer.data(), buffer.size()); });
-  ipc_receive_wake(reply);
-  receiving.join();
-  EXPECT_EQ(woken, IPC_WOKEN);
-  // The endpoint still serves: an answer-shaped message in this process's mode comes through.
-  std::vector<uint8_t> message(ANSWER_HEADER + FRAME_TRAILER, 0);
-  message.back() = ipc_message_type();
-  ASSERT_EQ(ipc_reply_to(reply, ipc_process_id(), message.data(), message.size()), 0);
-  EXPECT_EQ(ipc_receive(reply, buffer.data(), buffer.size()), static_cast<long>(message.size()));
-  ipc_close(reply);
-}
-
 TEST_F(Slots, LateAnswerLandsOnlyWhereTheAnswerWasWanted) {
   char kept_answer[16] = {};
   RequestBlock kept = block("SLCT", 16);

@@ -21,21 +21,8 @@ set -u
 bin=$(realpath "$1")
 kernel_bin=$(realpath "$2")
 sql_bin=$(realpath "$3")
-work=$(mktemp -d)
-sock="tavrel-catalog-$$"
-export LC_ALL=C.UTF-8
-export TAVREL_RUNDIR="$work/run"
-unset TAVREL_MBX NET_MBX
-mkdir -p "$TAVREL_RUNDIR"
-patience=20
 . "$(dirname "$0")/tmux_lib.sh"
-cleanup() {
-  tmux_cleanup
-  stop_demo_kernel
-  rm -rf "$work"
-}
-trap cleanup EXIT
-trap 'exit 1' INT TERM HUP
+native_e2e_setup catalog
 on_failure() { patience=3; if [[ -n ${E2E_STOP:-} ]]; then screen; exit 1; fi; }
 key() { T send-keys -t t "$@"; }
 type_text() { T send-keys -t t -l "$1"; }

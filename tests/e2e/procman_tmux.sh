@@ -14,21 +14,8 @@ set -u
 [[ $# -eq 2 ]] || { echo "usage: $0 PROCMAN TAVREL_KERNEL" >&2; exit 2; }
 bin=$(realpath "$1")
 kernel_bin=$(realpath "$2")
-work=$(mktemp -d)
-sock="tavrel-procman-$$"
-export LC_ALL=C.UTF-8
-export TAVREL_RUNDIR="$work/run"
-unset TAVREL_MBX NET_MBX
-mkdir -p "$TAVREL_RUNDIR"
-patience=20
 . "$(dirname "$0")/tmux_lib.sh"
-cleanup() {
-  tmux_cleanup
-  stop_demo_kernel
-  rm -rf "$work"
-}
-trap cleanup EXIT
-trap 'exit 1' INT TERM HUP
+native_e2e_setup procman
 on_failure() { patience=3; }
 
 # The kernel serves once its process record names it.

@@ -93,3 +93,16 @@ stop_demo_kernel() {
   wait "$kernel_pid" 2>/dev/null
   kernel_pid=
 }
+
+# native_e2e_setup NAME: a private work and run directory, this run's tmux socket, and the
+# clean-up at exit (the tmux server, the demo kernel, the directory).
+native_e2e_setup() {
+  work=$(mktemp -d)
+  sock="tavrel-$1-$$"
+  export LC_ALL=C.UTF-8 TAVREL_RUNDIR="$work/run"
+  unset TAVREL_MBX NET_MBX
+  mkdir -p "$TAVREL_RUNDIR"
+  patience=20
+  trap 'tmux_cleanup; stop_demo_kernel; rm -rf "$work"' EXIT
+  trap 'exit 1' INT TERM HUP
+}

@@ -7,10 +7,13 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstring>
 #include <filesystem>
 #include <string>
 #include <thread>
+#include <vector>
 
+#include "channel/channel.h"
 #include "platform/ipc.h"
 #include "platform/platform.h"
 #include "platform/process.h"
@@ -50,6 +53,37 @@ inline ChildProcess* kernel_start(const std::string& dir, const char* instance =
 }
 
 inline void kernel_stop(ChildProcess* kernel) { process_end(kernel); }
+
+// A request block for a command on the local kernel.
+inline RequestBlock kernel_block(const char* command, uint16_t capacity = 0) {
+  RequestBlock b{};
+  std::memcpy(b.command, command, 4);
+  std::memset(b.node, ' ', 8);
+  b.answer_length = capacity;
+  return b;
+}
+// Logs a block on (as DEMO unless told otherwise, texts in UTF-8); the return code.
+inline uint32_t kernel_open(RequestBlock* b, const char* connect = "\"DEMO\"/\"DEMO\"") {
+  *b = kernel_block("OPEN");
+  char codepage[] = "UTF-8";
+  return channel_call(b, connect, nullptr, codepage, nullptr);
+}
+// Runs a select and returns every value of its first answer, joined with "|".
+inline std::string kernel_select(RequestBlock* b, const std::string& sql, uint32_t* code = nullptr) {
+  std::memcpy(b->command, "SLCT", 4);
+  std::vector<uint8_t> answer(65535);
+  b->answer_length = 65535;
+  const uint32_t rc = channel_call(b, nullptr, sql.c_str(), nullptr, answer.data());
+  if (code != nullptr) *code = rc;
+  std::string out;
+  for (size_t p = 0; rc == 0 && p + 2 <= b->answer_length;) {
+    const size_t n = answer[p] | answer[p + 1] << 8;
+    if (!out.empty()) out += '|';
+    out.append(reinterpret_cast<const char*>(&answer[p + 2]), n == 0xFFFF ? 0 : n);
+    p += 2 + (n == 0xFFFF ? 0 : n);
+  }
+  return out;
+}
 
 // A test with its own directory and a kernel serving it, on the default instance or on
 // the given one (then also named by TAVREL_MBX for the channel).

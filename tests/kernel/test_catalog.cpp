@@ -71,13 +71,7 @@ class Catalog : public KernelTest {
     finish();
   }
 
-  static uint32_t open(RequestBlock* block, const char* connect = "\"DEMO\"/\"DEMO\"") {
-    *block = RequestBlock{};
-    std::memcpy(block->command, "OPEN", 4);
-    std::memset(block->node, ' ', 8);
-    char codepage[] = "UTF-8";
-    return channel_call(block, connect, nullptr, codepage, nullptr);
-  }
+  static uint32_t open(RequestBlock* block, const char* connect = "\"DEMO\"/\"DEMO\"") { return kernel_open(block, connect); }
 
   // SLCT with the answer length wanted; the answer holds what came.
   uint32_t select(const std::string& sql, uint16_t length, std::vector<uint8_t>* answer) {

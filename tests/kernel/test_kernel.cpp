@@ -37,36 +37,11 @@ class Kernel : public KernelTest {
   }
   static void stop_kernel(ChildProcess* other) { kernel_stop(other); }
 
-  static RequestBlock block(const char* command, uint16_t capacity = 0) {
-    RequestBlock b{};
-    std::memcpy(b.command, command, 4);
-    std::memset(b.node, ' ', 8);
-    b.answer_length = capacity;
-    return b;
+  static RequestBlock block(const char* command, uint16_t capacity = 0) { return kernel_block(command, capacity); }
+  static uint32_t open(RequestBlock* b, const char* connect = "\"DEMO\"/\"DEMO\"") { return kernel_open(b, connect); }
+  static std::string select(RequestBlock* b, const std::string& sql, uint32_t* code = nullptr) {
+    return kernel_select(b, sql, code);
   }
-  static uint32_t open(RequestBlock* b, const char* connect = "\"DEMO\"/\"DEMO\"") {
-    *b = block("OPEN");
-    char codepage[] = "UTF-8";
-    return channel_call(b, connect, nullptr, codepage, nullptr);
-  }
-  // Runs a select and returns its first column of every row, joined with "|".
-  static std::string select(RequestBlock* b, const char* sql, uint32_t* code = nullptr) {
-    std::memcpy(b->command, "SLCT", 4);
-    std::vector<uint8_t> answer(65535);
-    b->answer_length = 65535;
-    const uint32_t rc = channel_call(b, nullptr, sql, nullptr, answer.data());
-    if (code != nullptr) *code = rc;
-    std::string out;
-    size_t p = 0;
-    while (rc == 0 && p + 2 <= b->answer_length) {
-      const size_t n = answer[p] | answer[p + 1] << 8;
-      if (!out.empty()) out += '|';
-      out.append(reinterpret_cast<const char*>(&answer[p + 2]), n == 0xFFFF ? 0 : n);
-      p += 2 + (n == 0xFFFF ? 0 : n);
-    }
-    return out;
-  }
-
 };
 
 TEST_F(Kernel, LogsOnAndRefusesUnknownUsersAndWrongPasswords) {

@@ -30,28 +30,9 @@ class KernelChannel : public KernelTest {
     finish();
   }
 
-  static uint32_t open(RequestBlock* b, const char* connect = "\"DEMO\"/\"DEMO\"") {
-    *b = RequestBlock{};
-    std::memcpy(b->command, "OPEN", 4);
-    std::memset(b->node, ' ', 8);
-    char codepage[] = "UTF-8";
-    return channel_call(b, connect, nullptr, codepage, nullptr);
-  }
-  // Runs a select and returns its first column of every row, joined with "|".
+  static uint32_t open(RequestBlock* b, const char* connect = "\"DEMO\"/\"DEMO\"") { return kernel_open(b, connect); }
   static std::string select(RequestBlock* b, const std::string& sql, uint32_t* code = nullptr) {
-    std::memcpy(b->command, "SLCT", 4);
-    std::vector<uint8_t> answer(65535);
-    b->answer_length = 65535;
-    const uint32_t rc = channel_call(b, nullptr, sql.c_str(), nullptr, answer.data());
-    if (code != nullptr) *code = rc;
-    std::string out;
-    for (size_t p = 0; rc == 0 && p + 2 <= b->answer_length;) {
-      const size_t n = answer[p] | answer[p + 1] << 8;
-      if (!out.empty()) out += '|';
-      out.append(reinterpret_cast<const char*>(&answer[p + 2]), n == 0xFFFF ? 0 : n);
-      p += 2 + (n == 0xFFFF ? 0 : n);
-    }
-    return out;
+    return kernel_select(b, sql, code);
   }
 };
 
