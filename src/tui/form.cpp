@@ -61,13 +61,20 @@ int list_row_text(int index, char* out, int capacity, void* context) {
 
 // --- Drawing --------------------------------------------------------------------------
 
+// A picture in parentheses hides what is typed: each character shows as "*".
+bool masked_picture(const char* picture) {
+  size_t n = std::strlen(picture);
+  return n >= 2 && picture[0] == '(' && picture[n - 1] == ')';
+}
+
 void draw_field(const Form* form, const FormItem& item, bool focused) {
   uint8_t attr = focused ? form->field_focused_attr : form->field_attr;
   if (item.disabled) attr = colour(ROLE_MENU_DISABLED);
   int length = static_cast<int>(std::strlen(item.value));
+  const bool masked = masked_picture(item.picture);
   for (int i = 0; i < item.visible; i++) {
     int at = item.scroll + i;
-    uint8_t ch = at < length ? static_cast<uint8_t>(item.value[at]) : ' ';
+    uint8_t ch = at < length ? (masked ? '*' : static_cast<uint8_t>(item.value[at])) : ' ';
     window_put_cell(item.row, item.column + i, ch, attr);
   }
 }

@@ -40,7 +40,8 @@ struct FormItem {
   char label[FORM_LABEL_MAX + 1];   // label, check box, button (with its "~" mark)
   // Input field: the value buffer (capacity = picture length + 1), the picture ("*" any
   // character, "#" a digit, blank or sign; other picture characters take anything), the
-  // visible width, the cursor and the first shown position.
+  // visible width, the cursor and the first shown position. A picture between "(" and ")"
+  // is a hidden field (a password): every character typed shows as one "*".
   char* value;
   const char* picture;
   int visible, cursor, scroll;

@@ -323,6 +323,29 @@ TEST_F(Login, DialogGeometryAndTexts) {
   EXPECT_EQ(corner_bottom_right, 0xBC);  // ╝ at 15,55
 }
 
+TEST_F(Login, PasswordShowsOneStarPerCharacter) {
+  type_attempt("DEMO", "secret", "");
+  push_esc();
+  // Every screen the dialog waits on is kept: the password must never appear, its stars must.
+  static std::vector<std::string> password_rows;
+  password_rows.clear();
+  set_key_filter([](uint16_t) -> uint16_t {
+    password_rows.push_back(buffer_text(11, 17, 55));
+    return 0;
+  });
+  EXPECT_EQ(run({"procman"}), 0);
+  set_key_filter(nullptr);
+  bool stars_seen = false;
+  for (const std::string& row : password_rows) {
+    EXPECT_EQ(row.find("secret"), std::string::npos) << row;
+    EXPECT_EQ(row.find("*******"), std::string::npos) << row;  // never more stars than characters
+    if (row.find("******") != std::string::npos) stars_seen = true;
+  }
+  EXPECT_TRUE(stars_seen);
+  ASSERT_EQ(g_connects.size(), 1u);
+  EXPECT_EQ(g_connects[0], "\"DEMO\"/\"secret\"");  // the typed text itself is sent
+}
+
 // --- The calculator ------------------------------------------------------------------
 
 TEST_F(MainLoop, CalculatorResults) {
