@@ -274,10 +274,10 @@ TEST_F(Store, AKernelThatNeverSettlesIsReported) {
 TEST_F(Store, DropAsksThenSendsTheStatement) {
   g_handler = [](const PeerCall& c, RequestBlock* b, uint8_t* answer) -> uint32_t {
     if (c.command == "PROC") {
-      std::memset(answer, ' ', CATALOG_NAME);
+      std::memset(answer, ' ', NAME_BYTES);
       std::memcpy(answer, "GONE", 4);
-      put32(answer + CATALOG_NAME, 0);
-      b->answer_length = CATALOG_NAME + 4;
+      put32(answer + NAME_BYTES, 0);
+      b->answer_length = NAME_BYTES + 4;
     }
     return 0;
   };
