@@ -217,16 +217,16 @@ TEST_F(Requests, KernelErrorTexts) {
     b->answer_length = 14;
     return 0;
   };
-  EXPECT_EQ(kernel_error_text(&block, 1026, 0), cp866(" Неверный пароль! "));
+  EXPECT_EQ(kernel_error_text(&block, KERNEL_WRONG_PASSWORD, 0), cp866(" Неверный пароль! "));
   EXPECT_EQ(kernel_error_text(&block, 4005, 0), cp866("Ошибка обмена данными по сети 4005"));
-  EXPECT_EQ(kernel_error_text(&block, 7204, 9), cp866("Слишком много точек останова"));
-  EXPECT_EQ(kernel_error_text(&block, 7204, 99), cp866("Код возврата Таврела 7204"));
+  EXPECT_EQ(kernel_error_text(&block, KERNEL_DEBUGGER_ERROR, 9), cp866("Слишком много точек останова"));
+  EXPECT_EQ(kernel_error_text(&block, KERNEL_DEBUGGER_ERROR, 99), cp866("Код возврата Таврела 7204"));
   EXPECT_TRUE(g_calls.empty());  // none of these asks the kernel
-  EXPECT_EQ(kernel_error_text(&block, 2245, 0), "kernel words");
+  EXPECT_EQ(kernel_error_text(&block, KERNEL_PROC_EXISTS, 0), "kernel words");
   ASSERT_EQ(g_calls.size(), 1u);
-  EXPECT_EQ(g_calls[0].position, 2245u);
+  EXPECT_EQ(g_calls[0].position, KERNEL_PROC_EXISTS);
   g_handler = [](const PeerCall&, RequestBlock*, uint8_t*) -> uint32_t { return 1069; };
-  EXPECT_EQ(kernel_error_text(&block, 2245, 0), cp866("Код возврата Таврела 2245"));
+  EXPECT_EQ(kernel_error_text(&block, KERNEL_PROC_EXISTS, 0), cp866("Код возврата Таврела 2245"));
 }
 
 // One error entry of a GETE 7200 answer.

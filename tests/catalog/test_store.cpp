@@ -215,7 +215,7 @@ TEST_F(Store, TranslationErrorsFetchTheList) {
   push_enter();  // chooses the one row of the list
   EXPECT_EQ(store_text(&w.target), 0);
   EXPECT_EQ(commands(), "    ,GETE");
-  EXPECT_EQ(g_calls[1].position, 7200u);
+  EXPECT_EQ(g_calls[1].position, KERNEL_TRANSLATION_ERRORS);
   ASSERT_EQ(error_list().texts.size(), 1u);
   EXPECT_EQ(error_list().texts[0], cp866("Ошибка в строке 1 позиция 20: требуется )"));
   EXPECT_EQ(w.editor.line, 0);
