@@ -117,7 +117,7 @@ int fill_procedure_list(bool for_drop) {
   rows.reserve(static_cast<size_t>(names));
   for (;;) {
     for (int i = 0; i < names; ++i) {
-      const char* name = reinterpret_cast<const char*>(answer.data()) + static_cast<size_t>(i) * NAME_BYTES;
+      const char* name = reinterpret_cast<const char*>(proc_list_name(answer, static_cast<size_t>(i)).data());
       const bool action = std::strncmp(name, ACTION_PREFIX, ACTION_PREFIX_LENGTH) == 0;
       if (action && for_drop) continue;
       CatalogRow row{};

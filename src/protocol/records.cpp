@@ -87,6 +87,7 @@ uint32_t proc_list_key(std::span<const uint8_t> answer) {
 }
 
 std::span<const uint8_t> proc_list_name(std::span<const uint8_t> answer, size_t i) {
+  if (i >= proc_list_count(answer.size())) return {};
   return answer.subspan(i * NAME_BYTES, NAME_BYTES);
 }
 

@@ -74,7 +74,7 @@ constexpr size_t PROC_LIST_NAMES_MAX = 62;  // names of one 4096-byte portion
 size_t proc_list_count(size_t length);
 // The continuation key in the answer's last four bytes (0 when it is shorter).
 uint32_t proc_list_key(std::span<const uint8_t> answer);
-// The i-th name field of the portion.
+// The i-th name field of the portion; empty past the last name.
 std::span<const uint8_t> proc_list_name(std::span<const uint8_t> answer, size_t i);
 // Appends the continuation key behind names already appended with name_field_put.
 void proc_list_finish(std::vector<uint8_t>* answer, uint32_t next_key);

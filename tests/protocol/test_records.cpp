@@ -96,6 +96,7 @@ TEST(ProcedureList, PortionOfNamesAndKey) {
   EXPECT_EQ(proc_list_count(answer.size()), 2u);
   EXPECT_EQ(proc_list_key(answer), 63u);
   EXPECT_EQ(name_field_get(proc_list_name(answer, 1)), "SECOND");
+  EXPECT_TRUE(proc_list_name(answer, 2).empty());
   // A full portion of 4096 bytes holds 62 names; an answer without room for the key none.
   EXPECT_EQ(proc_list_count(4096), PROC_LIST_NAMES_MAX);
   EXPECT_EQ(proc_list_count(3), 0u);
