@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "channel/unicode.h"
+#include "text/unicode.h"
 #include "platform/terminal_writer.h"
 
 namespace {

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "channel/framing.h"
-#include "channel/request.h"
+#include "protocol/request.h"
 
 namespace {
 

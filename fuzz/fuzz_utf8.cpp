@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "channel/unicode.h"
+#include "text/unicode.h"
 
 namespace {
 

@@ -10,7 +10,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "channel/unicode.h"
+#include "protocol/bytes.h"
+#include "text/unicode.h"
 #include "kernel/errors.h"
 #include "kernel/proc_header.h"
 #include "kernel/session.h"
@@ -57,8 +58,6 @@ const CatalogStatement CATALOG_STATEMENTS[] = {
      nullptr, LAYOUT_NAME},
 };
 
-constexpr size_t TRANSLATION_ENTRY = 13;
-constexpr size_t BODY_WORDS = ROW_BODY;
 constexpr const char* TRIGGER_ACTION_PREFIX = "Trigger #";
 
 // The text of a hole of a matched statement; numbers are %ld holes.
@@ -109,10 +108,6 @@ std::string_view trimmed(std::string_view sql) {
   return sql;
 }
 
-void put_u32(std::vector<uint8_t>& out, uint32_t v) {
-  for (int k = 0; k < 4; ++k) out.push_back(static_cast<uint8_t>(v >> (8 * k)));
-}
-
 // A name in the session's code page, blank-padded or cut to width bytes (never inside a
 // UTF-8 character).
 void put_name(std::vector<uint8_t>& out, const char* utf8, uint16_t codepage, size_t width) {
@@ -134,40 +129,46 @@ std::vector<uint8_t> encode_row(sqlite3_stmt* st, RowLayout layout, const Catalo
   std::vector<uint8_t> row;
   switch (layout) {
     case LAYOUT_ID:
-      put_u32(row, static_cast<uint32_t>(sqlite3_column_int64(st, 0)));
+      row.resize(ROW_ID);
+      put_u32(row.data(), static_cast<uint32_t>(sqlite3_column_int64(st, 0)));
       break;
-    case LAYOUT_TRIGGER:
-      put_u32(row, static_cast<uint32_t>(sqlite3_column_int64(st, 0)));
-      put_name(row, column_text(st, 1), c.codepage, PROC_NAME_BYTES);
-      row.push_back(0);
-      row.push_back(0);
+    case LAYOUT_TRIGGER: {
+      TriggerRow trigger{static_cast<uint32_t>(sqlite3_column_int64(st, 0)), {}};
+      std::vector<uint8_t> name;
+      put_name(name, column_text(st, 1), c.codepage, NAME_BYTES);
+      std::memcpy(trigger.name, name.data(), NAME_BYTES);
+      row.resize(ROW_TRIGGER);
+      trigger_row_write(trigger, row);
       break;
+    }
     case LAYOUT_BODY: {
       const char* text = column_text(st, 0);
       c.state->text = text_from_utf8(text != nullptr ? text : "", c.codepage);
       c.state->text_selected = true;
-      put_u32(row, static_cast<uint32_t>(c.state->text.size()));
-      row.resize(BODY_WORDS, 0);
+      row.resize(ROW_BODY, 0);
+      put_u32(row.data(), static_cast<uint32_t>(c.state->text.size()));
       break;
     }
     case LAYOUT_PARAM: {
-      put_name(row, column_text(st, 0), c.codepage, PROC_NAME_BYTES);
-      row.push_back(static_cast<uint8_t>(sqlite3_column_int(st, 1)));
-      row.push_back(static_cast<uint8_t>(sqlite3_column_int(st, 4)));
-      row.push_back(static_cast<uint8_t>(sqlite3_column_int(st, 5)));
-      const auto length = static_cast<uint32_t>(sqlite3_column_int(st, 2));
-      row.push_back(static_cast<uint8_t>(length));
-      row.push_back(static_cast<uint8_t>(length >> 8));
-      row.push_back(sqlite3_column_int(st, 6) != 0 ? 1 : 0);
+      ParamRow param{};
+      std::vector<uint8_t> name;
+      put_name(name, column_text(st, 0), c.codepage, NAME_BYTES);
+      std::memcpy(param.name, name.data(), NAME_BYTES);
+      param.type = static_cast<uint8_t>(sqlite3_column_int(st, 1));
+      param.precision = static_cast<uint8_t>(sqlite3_column_int(st, 4));
+      param.scale = static_cast<uint8_t>(sqlite3_column_int(st, 5));
+      param.length = static_cast<uint16_t>(sqlite3_column_int(st, 2));
+      param.default_null = sqlite3_column_int(st, 6) != 0 ? 1 : 0;
       const auto* value = static_cast<const uint8_t*>(sqlite3_column_blob(st, 3));
       size_t n = static_cast<size_t>(sqlite3_column_bytes(st, 3));
-      if (n > DEFAULT_VALUE_MAX) n = DEFAULT_VALUE_MAX;
-      if (value != nullptr) row.insert(row.end(), value, value + n);
-      row.resize(ROW_PARAM, 0);
+      if (n > PARAM_DEFAULT_MAX) n = PARAM_DEFAULT_MAX;
+      if (value != nullptr) std::memcpy(param.default_value, value, n);
+      row.resize(ROW_PARAM);
+      param_row_write(param, row);
       break;
     }
     case LAYOUT_NAME:
-      put_name(row, column_text(st, 0), c.codepage, PROC_NAME_BYTES);
+      put_name(row, column_text(st, 0), c.codepage, NAME_BYTES);
       break;
   }
   return row;
@@ -177,7 +178,7 @@ std::vector<uint8_t> encode_row(sqlite3_stmt* st, RowLayout layout, const Catalo
 // dropped.
 size_t deliver(CatalogState* s, uint16_t capacity, KernelAnswer* a) {
   const size_t count = rows_deliver(s->rows, &s->next, capacity, a);
-  if (a->code == KERNEL_END_OF_DATA) {
+  if (a->code == KERNEL_NO_MORE_ROWS) {
     s->active = false;
     s->rows.clear();
   }
@@ -201,12 +202,11 @@ uint32_t run(sqlite3* db, const char* sql, std::initializer_list<std::string_vie
 }
 
 std::vector<uint8_t> one_error(const ProcHeader& h) {
-  std::vector<uint8_t> list = {1, 0};
-  put_u32(list, static_cast<uint32_t>(h.diagnostic));
-  put_u32(list, static_cast<uint32_t>(h.line));
-  put_u32(list, static_cast<uint32_t>(h.column));
-  list.push_back(0);  // no argument
-  return list;
+  TranslationError e;
+  e.number = static_cast<uint32_t>(h.diagnostic);
+  e.line = static_cast<uint32_t>(h.line);
+  e.column = static_cast<uint32_t>(h.column);
+  return translation_errors_write({e});
 }
 
 uint32_t insert_params(sqlite3* db, sqlite3_int64 proc_id, const ProcHeader& h, std::string* message) {
@@ -429,7 +429,7 @@ void catalog_text_portion(const CatalogContext& c, uint32_t position, uint16_t c
     return;
   }
   if (position == 0 || position > state->text.size()) {
-    a->code = KERNEL_END_OF_DATA;
+    a->code = KERNEL_NO_MORE_ROWS;
     return;
   }
   size_t n = state->text.size() - (position - 1);
@@ -441,15 +441,15 @@ void catalog_text_portion(const CatalogContext& c, uint32_t position, uint16_t c
 
 void catalog_proc_command(const CatalogContext& c, uint32_t subcommand, uint32_t key, uint16_t capacity,
                           KernelAnswer* a) {
-  if (subcommand != PROC_LIST_SUBCOMMAND) {
+  if (subcommand != PROC_LIST_PROCEDURES) {
     a->code = KERNEL_UNSUPPORTED;
     return;
   }
-  size_t per_portion = capacity >= 4 ? (capacity - 4u) / PROC_NAME_BYTES : 0;
+  size_t per_portion = capacity >= 4 ? (capacity - 4u) / NAME_BYTES : 0;
   if (per_portion > PROC_LIST_NAMES_MAX) per_portion = PROC_LIST_NAMES_MAX;
   if (per_portion == 0) {
-    a->code = 1014;
-    a->length_field = static_cast<uint16_t>(PROC_NAME_BYTES + 4);
+    a->code = CHANNEL_ANSWER_TOO_LONG;
+    a->length_field = static_cast<uint16_t>(NAME_BYTES + 4);
     return;
   }
   // The key is the 1-based place of the portion's first name; one name more than the
@@ -472,7 +472,7 @@ void catalog_proc_command(const CatalogContext& c, uint32_t subcommand, uint32_t
       more = true;
       continue;
     }
-    put_name(a->data, column_text(st, 0), c.codepage, PROC_NAME_BYTES);
+    put_name(a->data, column_text(st, 0), c.codepage, NAME_BYTES);
     ++names;
   }
   sqlite3_finalize(st);
@@ -487,7 +487,7 @@ void catalog_proc_command(const CatalogContext& c, uint32_t subcommand, uint32_t
     a->data.clear();
     return;
   }
-  put_u32(a->data, more ? static_cast<uint32_t>(first + names) : 0);
+  proc_list_finish(&a->data, more ? static_cast<uint32_t>(first + names) : 0);
   a->argument = key;
 }
 

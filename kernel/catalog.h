@@ -10,24 +10,12 @@
 #include <vector>
 
 #include "kernel/frame.h"
+#include "protocol/codes.h"
+#include "protocol/records.h"
 
 struct sqlite3;
 
 namespace tavrel {
-
-constexpr uint32_t KERNEL_DEBUGGER_ERROR = 7204;  // system code: the debugger's message number
-constexpr uint32_t DEBUGGER_NO_PROCEDURES = 15;
-constexpr uint32_t PROC_LIST_SUBCOMMAND = 18;
-constexpr size_t PROC_NAME_BYTES = 66;
-constexpr size_t PROC_LIST_NAMES_MAX = 62;  // names of one 4096-byte portion
-constexpr size_t TEXT_PORTION_MAX = 4000;
-
-// Row sizes of the catalogue answers.
-constexpr size_t ROW_ID = 4;
-constexpr size_t ROW_NAME = 66;
-constexpr size_t ROW_TRIGGER = 72;
-constexpr size_t ROW_BODY = 24;
-constexpr size_t ROW_PARAM = 327;
 
 // What a session keeps between catalogue requests.
 struct CatalogState {

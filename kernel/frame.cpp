@@ -76,7 +76,7 @@ size_t kernel_build_answer(const KernelRequest& request, const KernelAnswer& ans
 
 size_t rows_deliver(Rows& rows, size_t* next, uint16_t capacity, KernelAnswer* a) {
   if (*next >= rows.size()) {
-    a->code = KERNEL_END_OF_DATA;
+    a->code = KERNEL_NO_MORE_ROWS;
     return 0;
   }
   const size_t first = rows[*next].size();

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "channel/request.h"
+#include "protocol/request.h"
 
 namespace tavrel {
 

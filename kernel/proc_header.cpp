@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-#include "channel/unicode.h"
+#include "text/unicode.h"
 #include "translator/diagnostics.h"
 #include "translator/lexer.h"
 #include "values/calendar.h"

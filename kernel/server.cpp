@@ -6,7 +6,8 @@
 #include <map>
 #include <memory>
 
-#include "channel/codepage.h"
+#include "protocol/records.h"
+#include "text/codepage.h"
 #include "kernel/demo.h"
 #include "kernel/errors.h"
 #include "kernel/session.h"

@@ -9,9 +9,9 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "channel/codepage.h"
+#include "text/codepage.h"
 #include "channel/framing.h"
-#include "channel/unicode.h"
+#include "text/unicode.h"
 #include "kernel/errors.h"
 #include "kernel/storage.h"
 #include "platform/ipc.h"

@@ -10,31 +10,18 @@
 #include <cstdint>
 #include <string>
 
-#include "channel/request.h"
+#include "protocol/request.h"
 #include "editor/editor.h"
 #include "editor/kernel_report.h"
+#include "protocol/codes.h"
+#include "protocol/records.h"
 
 namespace tavrel {
 
 constexpr size_t CATALOG_ROW_TEXT = 136;
-constexpr size_t CATALOG_NAME = 66;            // bytes of a procedure or trigger name
-constexpr uint16_t PROC_PORTION = 4096;        // answer length of a procedure-list portion
-constexpr uint32_t PROC_LIST_COMMAND = 18;     // the PROC sub-command that lists procedures
-constexpr uint16_t TEXT_PORTION = 4000;        // GPRC portion
-constexpr uint16_t TRIGGER_ROW = 72;           // a row of the trigger list statement
-constexpr uint16_t BODY_ROW = 24;              // the $$$BODY answer
 constexpr uint16_t STORE_ANSWER = 8192;
 constexpr int STORED_LINE_MAX = 1024;          // characters of a stored line that are kept
 constexpr uint32_t STORED_TEXT_MAX = 64u << 20;  // bytes of a stored text the manager reads
-
-// Kernel codes the catalogue reacts to.
-constexpr uint32_t KERNEL_NO_MORE_ROWS = 2;
-constexpr uint32_t KERNEL_NOT_FOUND = 2202;
-constexpr uint32_t KERNEL_PROC_MISSING = 2229;
-constexpr uint32_t KERNEL_PROC_EXISTS = 2245;
-constexpr uint32_t KERNEL_TRIGGER_EXISTS = 2257;
-constexpr uint32_t KERNEL_TRANSLATION_ERRORS = 7200;
-constexpr uint32_t KERNEL_EMPTY_TEXT = 7214;
 
 // One row of a pick list: the display text (blank-filled, NUL after the text) and the
 // trigger's procedure identifier (0 in the procedure list).

@@ -32,7 +32,7 @@ constexpr int LIST_TOP = 2, LIST_LEFT = 0, LIST_BOTTOM = 21, LIST_RIGHT = 79;
 
 void row_set_text(CatalogRow* row, const char* text, size_t length) {
   std::memset(row->text, ' ', sizeof row->text);
-  if (length > CATALOG_NAME) length = CATALOG_NAME;
+  if (length > NAME_BYTES) length = NAME_BYTES;
   std::memcpy(row->text, text, length);
   row->text[length] = '\0';
 }
@@ -44,13 +44,13 @@ void add_trigger_name(CatalogRow* row) {
   const std::string statement = catalog_format(TRIGGER_OF_ACTION, name.c_str());
   row->text[std::strlen(row->text)] = ' ';
   row->text[TRIGGER_COLUMN] = '(';
-  char answer[CATALOG_NAME] = {};
+  char answer[NAME_BYTES] = {};
   set_command(b, "SLCT");
-  b->answer_length = CATALOG_NAME;
+  b->answer_length = NAME_BYTES;
   const uint32_t rc = kernel_call(b, nullptr, statement.c_str(), nullptr, answer);
   set_command(b, "PROC");
   if (rc != 0 && rc != KERNEL_NO_MORE_ROWS) report_kernel_error(b, rc, b->system_code);
-  if (rc == 0) std::memcpy(row->text + TRIGGER_COLUMN + 1, answer, CATALOG_NAME);
+  if (rc == 0) std::memcpy(row->text + TRIGGER_COLUMN + 1, answer, NAME_BYTES);
   row->text[ROW_CUT] = '\0';
   size_t end = std::strlen(row->text);
   while (end > TRIGGER_COLUMN + 1 && row->text[end - 1] == ' ') --end;
@@ -62,7 +62,7 @@ void add_trigger_name(CatalogRow* row) {
 uint32_t list_portion(uint32_t key, std::vector<uint8_t>* answer, int* names, uint32_t* next) {
   RequestBlock* b = catalog_block();
   set_command(b, "PROC");
-  b->position = PROC_LIST_COMMAND;
+  b->position = PROC_LIST_PROCEDURES;
   b->argument = key;
   b->answer_length = PROC_PORTION;
   answer->assign(PROC_PORTION, 0);
@@ -72,8 +72,9 @@ uint32_t list_portion(uint32_t key, std::vector<uint8_t>* answer, int* names, ui
     return rc;
   }
   const size_t length = b->answer_length < 4 ? 4 : (b->answer_length > PROC_PORTION ? PROC_PORTION : b->answer_length);
-  *names = static_cast<int>((length - 4) / CATALOG_NAME);
-  *next = answer_u32(answer->data() + length - 4);
+  const std::span<const uint8_t> portion(answer->data(), length);
+  *names = static_cast<int>(proc_list_count(portion.size()));
+  *next = proc_list_key(portion);
   return 0;
 }
 
@@ -97,7 +98,7 @@ int run_list(int title) {
 }  // namespace
 
 std::string row_name(const CatalogRow& row) {
-  std::string name(row.text, CATALOG_NAME);
+  std::string name(row.text, NAME_BYTES);
   name.resize(std::strlen(name.c_str()));
   while (!name.empty() && name.back() == ' ') name.pop_back();
   return name;
@@ -116,11 +117,11 @@ int fill_procedure_list(bool for_drop) {
   rows.reserve(static_cast<size_t>(names));
   for (;;) {
     for (int i = 0; i < names; ++i) {
-      const char* name = reinterpret_cast<const char*>(answer.data()) + static_cast<size_t>(i) * CATALOG_NAME;
+      const char* name = reinterpret_cast<const char*>(proc_list_name(answer, static_cast<size_t>(i)).data());
       const bool action = std::strncmp(name, ACTION_PREFIX, ACTION_PREFIX_LENGTH) == 0;
       if (action && for_drop) continue;
       CatalogRow row{};
-      row_set_text(&row, name, strnlen(name, CATALOG_NAME));
+      row_set_text(&row, name, strnlen(name, NAME_BYTES));
       row.procedure_id = 0;
       if (action) add_trigger_name(&row);
       rows.push_back(row);
@@ -137,9 +138,9 @@ int fill_trigger_list() {
   catalog_release();
   RequestBlock* b = catalog_block();
   const std::string statement = catalog_format(USER_TRIGGERS, catalog_user().c_str());
-  uint8_t row_buffer[TRIGGER_ROW] = {};
+  uint8_t row_buffer[ROW_TRIGGER] = {};
   set_command(b, "SLCT");
-  b->answer_length = TRIGGER_ROW;
+  b->answer_length = ROW_TRIGGER;
   uint32_t rc = kernel_call(b, nullptr, statement.c_str(), nullptr, row_buffer);
   set_command(b, "GETN");
   if (rc != 0 && rc != KERNEL_NO_MORE_ROWS && rc != KERNEL_NOT_FOUND) {
@@ -158,12 +159,13 @@ int fill_trigger_list() {
   for (uint32_t i = 0; i < count; ++i) {
     if (rc != 0) break;
     CatalogRow row{};
-    const char* name = reinterpret_cast<const char*>(row_buffer) + 4;
-    row_set_text(&row, name, strnlen(name, CATALOG_NAME));
-    row.procedure_id = answer_u32(row_buffer);
+    TriggerRow trigger;
+    trigger_row_read(row_buffer, &trigger);
+    row_set_text(&row, trigger.name, strnlen(trigger.name, NAME_BYTES));
+    row.procedure_id = trigger.procedure_id;
     rows.push_back(row);
     set_command(b, "GETN");
-    b->answer_length = TRIGGER_ROW;
+    b->answer_length = ROW_TRIGGER;
     rc = kernel_call(b, nullptr, nullptr, nullptr, row_buffer);
     if (rc != 0 && rc != KERNEL_NO_MORE_ROWS) report_kernel_error(b, rc, b->system_code);
   }

@@ -35,12 +35,12 @@ uint32_t find_by_name(const char* format, const char* name) {
     if (rc != KERNEL_NO_MORE_ROWS) report_kernel_error(b, rc, b->system_code);
     return 0;
   }
-  return answer_u32(answer);
+  return get_u32(answer);
 }
 
 // A 66-byte name answer cut and trimmed.
 std::string name_of(const char* answer) {
-  std::string name(answer, CATALOG_NAME);
+  std::string name(answer, NAME_BYTES);
   name.resize(std::strlen(name.c_str()));
   while (!name.empty() && name.back() == ' ') name.pop_back();
   return name;
@@ -53,10 +53,10 @@ uint32_t find_trigger_by_name(const char* name) { return find_by_name(FIND_TRIGG
 
 std::string procedure_name_by_id(uint32_t id) {
   RequestBlock* b = catalog_block();
-  char answer[CATALOG_NAME + 2] = {};
+  char answer[NAME_BYTES + 2] = {};
   std::string statement = catalog_format_id(NAME_OF_PROCEDURE, id);
   set_command(b, "SLCT");
-  b->answer_length = CATALOG_NAME;
+  b->answer_length = NAME_BYTES;
   uint32_t rc = kernel_call(b, nullptr, statement.c_str(), nullptr, answer);
   set_command(b, "PROC");
   if (rc != 0) {
@@ -69,7 +69,7 @@ std::string procedure_name_by_id(uint32_t id) {
   std::memset(answer, 0, sizeof answer);
   statement = catalog_format_id(NAME_OF_TRIGGER, id);
   set_command(b, "SLCT");
-  b->answer_length = CATALOG_NAME;
+  b->answer_length = NAME_BYTES;
   rc = kernel_call(b, nullptr, statement.c_str(), nullptr, answer);
   set_command(b, "PROC");
   if (rc != 0) {
@@ -81,17 +81,17 @@ std::string procedure_name_by_id(uint32_t id) {
 
 bool read_procedure_text(uint32_t id, std::string* text) {
   RequestBlock* b = catalog_block();
-  uint8_t body[BODY_ROW] = {};
+  uint8_t body[ROW_BODY] = {};
   const std::string statement = catalog_format_id(TEXT_LENGTH, id);
   set_command(b, "SLCT");
-  b->answer_length = BODY_ROW;
+  b->answer_length = ROW_BODY;
   uint32_t rc = kernel_call(b, nullptr, statement.c_str(), nullptr, body);
   set_command(b, "PROC");
   if (rc != 0) {
     report_kernel_error(b, rc, b->system_code);
     return false;
   }
-  const uint32_t length = answer_u32(body);
+  const uint32_t length = get_u32(body);
   if (length == 0) {
     b->return_code = KERNEL_EMPTY_TEXT;
     report_kernel_error(b, KERNEL_EMPTY_TEXT, 0);
@@ -107,7 +107,7 @@ bool read_procedure_text(uint32_t id, std::string* text) {
   uint32_t remaining = length;
   set_command(b, "GPRC");
   while (remaining > 0) {
-    const uint16_t portion = remaining < TEXT_PORTION ? static_cast<uint16_t>(remaining) : TEXT_PORTION;
+    const uint16_t portion = remaining < TEXT_PORTION_MAX ? static_cast<uint16_t>(remaining) : TEXT_PORTION_MAX;
     b->answer_length = portion;
     b->position = read + 1;
     remaining -= portion;

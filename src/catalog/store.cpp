@@ -34,7 +34,7 @@ int token_column(const HeadReader& r) { return place_column(r.lx.token) - 1; }
 bool read_name(HeadReader& r, std::string* name) {
   if (r.token == TOK_STRING || r.token == TOK_UNKNOWN_NAME || r.token == TOK_FUNCTION) {
     const std::string_view text = lexer_text(r.lx);
-    *name = std::string(text.substr(0, text.size() < CATALOG_NAME ? text.size() : CATALOG_NAME));
+    *name = std::string(text.substr(0, text.size() < NAME_BYTES ? text.size() : NAME_BYTES));
     return !name->empty();
   }
   return false;

@@ -9,7 +9,7 @@
 #include <thread>
 #include <vector>
 
-#include "channel/codepage.h"
+#include "channel/client_codepage.h"
 #include "channel/framing.h"
 #include "channel/transport.h"
 

@@ -5,9 +5,12 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "channel/request.h"
+#include "protocol/request.h"
 
 namespace tavrel {
+
+// Called by the channel when the answer of an asynchronous request has arrived.
+using CompletionRoutine = void (*)(RequestBlock* block, void* answer, void* buffer3);
 
 // Sends the block's command with buffers 1-3 and the answer buffer (each may be null) and
 // takes the answer back. Returns the return code (also at offset 0), or 0 at once for an

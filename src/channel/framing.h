@@ -6,8 +6,9 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "channel/codepage.h"
-#include "channel/request.h"
+#include "protocol/bytes.h"
+#include "protocol/records.h"
+#include "protocol/request.h"
 
 namespace tavrel {
 
@@ -40,27 +41,11 @@ void request_write_data(const RequestParts& parts, uint8_t* out);
 // Masks the flags for sending and marks the request as sent.
 void request_prepare_flags(RequestBlock* block);
 
-// Answer frame offsets (the frame header is the 4-byte slot word and the 44-byte block).
-constexpr size_t ANSWER_TOTAL_OFFSET = 54;  // u16 total data length (answer + second block)
-
 // Copies an answer frame (message of length bytes, trailer included) into the caller's block
 // and buffers: codes and counts, the channel number, the answer data when it fits the
 // capacity at offset 40 (else 1014 with the length needed) and the second block into
 // buffer 3. A frame too short or inconsistent sets 1002. Returns the block's return code.
 uint32_t answer_take(const uint8_t* message, size_t length, RequestBlock* block, int row,
                      void* answer, void* buffer3);
-
-// Little-endian field access in frames.
-inline uint16_t get_u16(const uint8_t* p) { return static_cast<uint16_t>(p[0] | p[1] << 8); }
-inline uint32_t get_u32(const uint8_t* p) {
-  return p[0] | p[1] << 8 | p[2] << 16 | static_cast<uint32_t>(p[3]) << 24;
-}
-inline void put_u16(uint8_t* p, uint32_t v) {
-  p[0] = static_cast<uint8_t>(v);
-  p[1] = static_cast<uint8_t>(v >> 8);
-}
-inline void put_u32(uint8_t* p, uint32_t v) {
-  for (int i = 0; i < 4; ++i) p[i] = static_cast<uint8_t>(v >> (8 * i));
-}
 
 }  // namespace tavrel

@@ -6,7 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "channel/request.h"
+#include "channel/channel.h"
+#include "protocol/request.h"
 
 namespace tavrel {
 

@@ -4,6 +4,8 @@
 #include <cstring>
 
 #include "editor/kernel_report.h"
+#include "protocol/codes.h"
+#include "protocol/records.h"
 #include "translator/diagnostics.h"
 #include "tui/hints.h"
 #include "tui/messages.h"
@@ -14,11 +16,6 @@ namespace tavrel {
 
 namespace {
 
-constexpr uint32_t LIST_COMMAND = 7200;
-constexpr uint32_t NO_POSITION = 0xFFFFFFFF;
-constexpr uint8_t ARG_NUMBER = 1;
-constexpr uint8_t ARG_TEXT = 2;
-constexpr int ENTRY_HEAD = 13;
 constexpr int LIST_TOP = 14, LIST_BOTTOM = 23;
 
 ErrorList g_list;
@@ -63,53 +60,39 @@ ErrorList& error_list() { return g_list; }
 
 bool error_list_parse(const uint8_t* answer, size_t length, ErrorList* out) {
   *out = ErrorList{};
-  if (length < 2) return false;
-  const int count = answer_u16(answer);
-  size_t at = 2;
-  for (int i = 0; i < count; ++i) {
-    if (at + ENTRY_HEAD > length) return false;
-    const uint8_t* e = answer + at;
-    const uint32_t number = answer_u32(e);
-    const uint32_t line = answer_u32(e + 4);
-    const uint32_t column = answer_u32(e + 8);
-    const uint8_t kind = e[12];
-    at += ENTRY_HEAD;
+  std::vector<TranslationError> errors;
+  const int status = translation_errors_read({answer, length}, &errors);
+  for (const TranslationError& e : errors) {
     std::string argument;
     bool has_argument = false;
-    if (kind == ARG_NUMBER) {
-      if (at + 2 > length) return false;
-      argument = std::to_string(answer_u16(answer + at));
+    if (e.argument_kind == TRANSLATION_ARG_NUMBER) {
+      argument = std::to_string(e.argument_number);
       has_argument = true;
-      at += 2;
-    } else if (kind == ARG_TEXT) {
-      if (at + 2 > length) return false;
-      const size_t n = answer_u16(answer + at);
-      at += 2;
-      if (at + n > length) return false;
-      argument.assign(reinterpret_cast<const char*>(answer + at), n);
+    } else if (e.argument_kind == TRANSLATION_ARG_TEXT) {
+      argument = e.argument_text;
       argument.resize(std::strlen(argument.c_str()));  // ended at its first NUL
       has_argument = true;
-      at += n;
     }
     char head[120];
-    if (line != NO_POSITION) {
-      std::snprintf(head, sizeof head, message_text(MSG_ERROR_AT), static_cast<long>(line),
-                    static_cast<long>(column));
+    if (e.line != TRANSLATION_NO_POSITION) {
+      std::snprintf(head, sizeof head, message_text(MSG_ERROR_AT), static_cast<long>(e.line),
+                    static_cast<long>(e.column));
     } else {
       std::snprintf(head, sizeof head, "%s", message_text(MSG_ERROR_PLAIN));
     }
-    const int number_in_range = number > 0x7FFFFFFF ? -1 : static_cast<int>(number);
+    const int number_in_range = e.number > 0x7FFFFFFF ? -1 : static_cast<int>(e.number);
     out->texts.push_back(head + fill_message(diagnostic_message(number_in_range), argument, has_argument));
-    out->lines.push_back(line == NO_POSITION ? -1 : static_cast<int>(line) - 1);
-    out->columns.push_back(line == NO_POSITION ? 0 : static_cast<int>(column) - 1);
+    const bool positioned = e.line != TRANSLATION_NO_POSITION;
+    out->lines.push_back(positioned ? static_cast<int>(e.line) - 1 : -1);
+    out->columns.push_back(positioned ? static_cast<int>(e.column) - 1 : 0);
   }
-  return true;
+  return status == 0;
 }
 
 void error_list_fetch(RequestBlock* block, ErrorList* out) {
   static uint8_t answer[GETE_ANSWER];
   set_command(block, "GETE");
-  block->position = LIST_COMMAND;
+  block->position = KERNEL_TRANSLATION_ERRORS;
   block->answer_length = GETE_ANSWER;
   const uint32_t rc = kernel_call(block, nullptr, nullptr, nullptr, answer);
   set_command(block, "PROC");

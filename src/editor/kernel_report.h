@@ -8,7 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "channel/request.h"
+#include "protocol/bytes.h"
+#include "protocol/codes.h"
+#include "protocol/request.h"
 #include "editor/editor.h"
 
 namespace tavrel {
@@ -20,16 +22,9 @@ using KernelCall = uint32_t (*)(RequestBlock* block, const void* buffer1, const 
 void kernel_call_set(KernelCall call);
 uint32_t kernel_call(RequestBlock* block, const void* buffer1, const void* buffer2, void* buffer3,
                      void* answer);
-// Numbers in kernel answers are little-endian, whatever their alignment.
-inline uint32_t answer_u32(const uint8_t* p) {
-  return p[0] | p[1] << 8 | p[2] << 16 | static_cast<uint32_t>(p[3]) << 24;
-}
-inline uint16_t answer_u16(const uint8_t* p) { return static_cast<uint16_t>(p[0] | p[1] << 8); }
 // Sets the four-letter command code of a block.
 void set_command(RequestBlock* block, const char* code);
 
-constexpr uint32_t KERNEL_DEBUGGER_ERROR = 7204;
-constexpr uint16_t GETE_ANSWER = 4096;
 
 // --- The kernel-error report (kernel_report.cpp) ---------------------------------------
 // The text for a return code (CP866). Codes without a text of their own are asked of the

@@ -9,7 +9,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "channel/unicode.h"
+#include "text/unicode.h"
 #include "editor/editor.h"
 #include "tui/filedlg.h"
 #include "tui/messages.h"

@@ -7,7 +7,7 @@
 
 #include <array>
 
-#include "channel/unicode.h"
+#include "text/unicode.h"
 
 namespace tavrel {
 

@@ -7,7 +7,7 @@
 #include <array>
 #include <cstring>
 
-#include "channel/unicode.h"
+#include "text/unicode.h"
 
 namespace tavrel {
 

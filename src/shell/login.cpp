@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "channel/channel.h"
-#include "channel/unicode.h"
+#include "text/unicode.h"
 #include "shell/shell.h"
 #include "tui/form.h"
 #include "tui/hints.h"

@@ -10,7 +10,7 @@
 #include <string>
 
 #include "catalog/catalog.h"
-#include "channel/request.h"
+#include "protocol/request.h"
 #include "editor/editor.h"
 
 namespace tavrel {

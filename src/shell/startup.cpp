@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "channel/channel.h"
-#include "channel/unicode.h"
+#include "text/unicode.h"
 #include "platform/console.h"
 #include "platform/platform.h"
 #include "catalog/catalog.h"

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <new>
 
-#include "channel/unicode.h"
+#include "text/unicode.h"
 #include "shell/shell.h"
 #include "tui/keyboard.h"
 #include "tui/msgbox.h"

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "channel/unicode.h"
+#include "text/unicode.h"
 #include "translator/builtins_impl.h"
 #include "values/value_text.h"
 

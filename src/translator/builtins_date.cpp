@@ -10,7 +10,7 @@
 #include <ctime>
 #include <mutex>
 
-#include "channel/codepage.h"
+#include "text/codepage.h"
 #include "translator/builtins_impl.h"
 #include "values/date_picture.h"
 #include "values/value_text.h"

@@ -8,8 +8,8 @@
 #include <cstring>
 #include <type_traits>
 
-#include "channel/codepage.h"
-#include "channel/unicode.h"
+#include "text/codepage.h"
+#include "text/unicode.h"
 #include "translator/builtins_impl.h"
 
 namespace tavrel {

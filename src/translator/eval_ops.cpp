@@ -8,7 +8,7 @@
 #include <cmath>
 #include <cstring>
 
-#include "channel/unicode.h"
+#include "text/unicode.h"
 #include "translator/diagnostics.h"
 
 namespace tavrel {

@@ -7,7 +7,7 @@
 #include <cstring>
 #include <filesystem>
 
-#include "channel/unicode.h"
+#include "text/unicode.h"
 #include "tui/colours.h"
 #include "tui/form.h"
 #include "tui/hints.h"

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "channel/unicode.h"
+#include "text/unicode.h"
 
 namespace tavrel {
 

@@ -11,7 +11,7 @@
 #include <new>
 #include <thread>
 
-#include "channel/codepage.h"
+#include "text/codepage.h"
 
 namespace tavrel {
 

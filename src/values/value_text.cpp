@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "channel/unicode.h"
+#include "text/unicode.h"
 #include "values/bigint.h"
 #include "values/date_picture.h"
 #include "values/number_picture.h"

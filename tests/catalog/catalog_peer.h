@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "catalog/catalog.h"
-#include "channel/unicode.h"
+#include "text/unicode.h"
 #include "platform/virtual_console.h"
 #include "tui/keyboard.h"
 #include "tui/screen.h"

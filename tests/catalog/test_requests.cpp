@@ -50,7 +50,7 @@ TEST_F(Requests, AFailedLookupIsReportedWithTheKernelsText) {
 
 TEST_F(Requests, ABlankNameIsAskedOfTheTriggers) {
   g_handler = [](const PeerCall& c, RequestBlock*, uint8_t* answer) -> uint32_t {
-    std::memset(answer, ' ', CATALOG_NAME);
+    std::memset(answer, ' ', NAME_BYTES);
     if (c.statement.find("$$$trig") != std::string::npos) std::memcpy(answer, "AUDIT", 5);
     return 0;
   };
@@ -58,11 +58,11 @@ TEST_F(Requests, ABlankNameIsAskedOfTheTriggers) {
   ASSERT_EQ(g_calls.size(), 2u);
   EXPECT_EQ(g_calls[0].statement, "select $$$name from system.$$$proc where $$$id = 7;");
   EXPECT_EQ(g_calls[1].statement, "select $$$name from system.$$$trig where $$$proc = 7;");
-  EXPECT_EQ(g_calls[1].answer_length, CATALOG_NAME);
+  EXPECT_EQ(g_calls[1].answer_length, NAME_BYTES);
 
   g_calls.clear();
   g_handler = [](const PeerCall& c, RequestBlock*, uint8_t* answer) -> uint32_t {
-    std::memset(answer, ' ', CATALOG_NAME);
+    std::memset(answer, ' ', NAME_BYTES);
     return c.statement.find("$$$trig") != std::string::npos ? KERNEL_NOT_FOUND : 0;
   };
   EXPECT_EQ(procedure_name_by_id(7), "");
@@ -89,7 +89,7 @@ TEST_F(Requests, StoredTextComesInPortionsOf4000) {
   EXPECT_EQ(text, stored);
   ASSERT_EQ(g_calls.size(), 4u);
   EXPECT_EQ(g_calls[0].statement, "select $$$BODY from SYSTEM.$$$PROC where $$$ID = 5 and $$$OWNER <> 0;");
-  EXPECT_EQ(g_calls[0].answer_length, BODY_ROW);
+  EXPECT_EQ(g_calls[0].answer_length, ROW_BODY);
   const uint32_t positions[] = {1, 4001, 8001};
   const uint16_t lengths[] = {4000, 4000, 1000};
   for (int i = 0; i < 3; ++i) {
@@ -141,9 +141,9 @@ TEST_F(Requests, AShortTextEndsQuietlyAFailedFirstPortionIsReported) {
 uint16_t portion(uint8_t* answer, const std::vector<std::string>& names, uint32_t key) {
   size_t at = 0;
   for (const std::string& n : names) {
-    std::memset(answer + at, ' ', CATALOG_NAME);
+    std::memset(answer + at, ' ', NAME_BYTES);
     std::memcpy(answer + at, n.data(), n.size());
-    at += CATALOG_NAME;
+    at += NAME_BYTES;
   }
   put32(answer + at, key);
   return static_cast<uint16_t>(at + 4);
@@ -159,13 +159,13 @@ TEST_F(Requests, ProcedureListSpansPortionsAndNamesTriggerActions) {
       b->answer_length = c.argument == 1 ? portion(answer, first, 99) : portion(answer, {"LAST"}, 0);
       return 0;
     }
-    std::memset(answer, ' ', CATALOG_NAME);
+    std::memset(answer, ' ', NAME_BYTES);
     std::memcpy(answer, "EMP_AUDIT", 9);
     return 0;
   };
   ASSERT_EQ(fill_procedure_list(false), 63);
   EXPECT_EQ(commands(), "PROC,SLCT,PROC");
-  EXPECT_EQ(g_calls[0].position, PROC_LIST_COMMAND);
+  EXPECT_EQ(g_calls[0].position, PROC_LIST_PROCEDURES);
   EXPECT_EQ(g_calls[0].argument, 1u);
   EXPECT_EQ(g_calls[0].answer_length, PROC_PORTION);
   EXPECT_EQ(g_calls[2].argument, 99u);  // the continuation key
@@ -188,9 +188,9 @@ TEST_F(Requests, TriggerListReadsItsRowsWithGetn) {
   int served = 0;
   g_handler = [&served](const PeerCall& c, RequestBlock* b, uint8_t* answer) -> uint32_t {
     if (served == 2) return 2;
-    std::memset(answer, 0, TRIGGER_ROW);
+    std::memset(answer, 0, ROW_TRIGGER);
     put32(answer, 100 + static_cast<uint32_t>(served));
-    std::memset(answer + 4, ' ', CATALOG_NAME);
+    std::memset(answer + 4, ' ', NAME_BYTES);
     answer[4] = static_cast<uint8_t>('A' + served++);
     if (c.command == "SLCT") b->argument = 2;
     return 0;
@@ -200,7 +200,7 @@ TEST_F(Requests, TriggerListReadsItsRowsWithGetn) {
   EXPECT_EQ(g_calls[0].statement,
             "select $$$proc, $$$name from system.$$$trig,system.$$$usr where $$$s32 = 0 and $$$s31 > 0 and "
             "$$$s34 =  'DEMO' and $$$s31=$$$owner;");
-  EXPECT_EQ(g_calls[0].answer_length, TRIGGER_ROW);
+  EXPECT_EQ(g_calls[0].answer_length, ROW_TRIGGER);
   EXPECT_EQ(row_name(catalog_rows()[1]), "B");
   EXPECT_EQ(catalog_rows()[1].procedure_id, 101u);
   EXPECT_EQ(std::string(block.command, 4), "PROC");
@@ -217,16 +217,16 @@ TEST_F(Requests, KernelErrorTexts) {
     b->answer_length = 14;
     return 0;
   };
-  EXPECT_EQ(kernel_error_text(&block, 1026, 0), cp866(" Неверный пароль! "));
+  EXPECT_EQ(kernel_error_text(&block, KERNEL_WRONG_PASSWORD, 0), cp866(" Неверный пароль! "));
   EXPECT_EQ(kernel_error_text(&block, 4005, 0), cp866("Ошибка обмена данными по сети 4005"));
-  EXPECT_EQ(kernel_error_text(&block, 7204, 9), cp866("Слишком много точек останова"));
-  EXPECT_EQ(kernel_error_text(&block, 7204, 99), cp866("Код возврата Таврела 7204"));
+  EXPECT_EQ(kernel_error_text(&block, KERNEL_DEBUGGER_ERROR, 9), cp866("Слишком много точек останова"));
+  EXPECT_EQ(kernel_error_text(&block, KERNEL_DEBUGGER_ERROR, 99), cp866("Код возврата Таврела 7204"));
   EXPECT_TRUE(g_calls.empty());  // none of these asks the kernel
-  EXPECT_EQ(kernel_error_text(&block, 2245, 0), "kernel words");
+  EXPECT_EQ(kernel_error_text(&block, KERNEL_PROC_EXISTS, 0), "kernel words");
   ASSERT_EQ(g_calls.size(), 1u);
-  EXPECT_EQ(g_calls[0].position, 2245u);
+  EXPECT_EQ(g_calls[0].position, KERNEL_PROC_EXISTS);
   g_handler = [](const PeerCall&, RequestBlock*, uint8_t*) -> uint32_t { return 1069; };
-  EXPECT_EQ(kernel_error_text(&block, 2245, 0), cp866("Код возврата Таврела 2245"));
+  EXPECT_EQ(kernel_error_text(&block, KERNEL_PROC_EXISTS, 0), cp866("Код возврата Таврела 2245"));
 }
 
 // One error entry of a GETE 7200 answer.

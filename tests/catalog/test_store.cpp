@@ -215,7 +215,7 @@ TEST_F(Store, TranslationErrorsFetchTheList) {
   push_enter();  // chooses the one row of the list
   EXPECT_EQ(store_text(&w.target), 0);
   EXPECT_EQ(commands(), "    ,GETE");
-  EXPECT_EQ(g_calls[1].position, 7200u);
+  EXPECT_EQ(g_calls[1].position, KERNEL_TRANSLATION_ERRORS);
   ASSERT_EQ(error_list().texts.size(), 1u);
   EXPECT_EQ(error_list().texts[0], cp866("Ошибка в строке 1 позиция 20: требуется )"));
   EXPECT_EQ(w.editor.line, 0);
@@ -274,10 +274,10 @@ TEST_F(Store, AKernelThatNeverSettlesIsReported) {
 TEST_F(Store, DropAsksThenSendsTheStatement) {
   g_handler = [](const PeerCall& c, RequestBlock* b, uint8_t* answer) -> uint32_t {
     if (c.command == "PROC") {
-      std::memset(answer, ' ', CATALOG_NAME);
+      std::memset(answer, ' ', NAME_BYTES);
       std::memcpy(answer, "GONE", 4);
-      put32(answer + CATALOG_NAME, 0);
-      b->answer_length = CATALOG_NAME + 4;
+      put32(answer + NAME_BYTES, 0);
+      b->answer_length = NAME_BYTES + 4;
     }
     return 0;
   };

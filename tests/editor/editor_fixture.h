@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "channel/unicode.h"
+#include "text/unicode.h"
 #include "editor/editor.h"
 #include "platform/virtual_console.h"
 #include "tui/keyboard.h"

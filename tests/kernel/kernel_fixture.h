@@ -17,6 +17,8 @@
 #include "platform/ipc.h"
 #include "platform/platform.h"
 #include "platform/process.h"
+#include "protocol/bytes.h"
+#include "protocol/codes.h"
 
 namespace tavrel {
 
@@ -77,7 +79,7 @@ inline std::string kernel_select(RequestBlock* b, const std::string& sql, uint32
   if (code != nullptr) *code = rc;
   std::string out;
   for (size_t p = 0; rc == 0 && p + 2 <= b->answer_length;) {
-    const size_t n = answer[p] | answer[p + 1] << 8;
+    const size_t n = get_u16(&answer[p]);
     if (!out.empty()) out += '|';
     out.append(reinterpret_cast<const char*>(&answer[p + 2]), n == 0xFFFF ? 0 : n);
     p += 2 + (n == 0xFFFF ? 0 : n);

@@ -18,6 +18,9 @@
 
 #include "channel/channel.h"
 #include "kernel_fixture.h"
+#include "protocol/bytes.h"
+#include "protocol/codes.h"
+#include "protocol/records.h"
 
 namespace tavrel {
 namespace {
@@ -54,11 +57,9 @@ std::string format(const char* pattern, long id) {
   return out.data();
 }
 
-std::string padded(const std::string& name, size_t width = 66) { return name + std::string(width - name.size(), ' '); }
+std::string padded(const std::string& name, size_t width = NAME_BYTES) { return name + std::string(width - name.size(), ' '); }
 
-uint32_t u32_at(const std::vector<uint8_t>& b, size_t at) {
-  return b[at] | b[at + 1] << 8 | b[at + 2] << 16 | static_cast<uint32_t>(b[at + 3]) << 24;
-}
+uint32_t u32_at(const std::vector<uint8_t>& b, size_t at) { return get_u32(b.data() + at); }
 
 class Catalog : public KernelTest {
  protected:
@@ -104,10 +105,10 @@ class Catalog : public KernelTest {
   }
   uint32_t proc_portion(uint32_t key, std::vector<uint8_t>* answer) {
     std::memcpy(b.command, "PROC", 4);
-    b.position = 18;
+    b.position = PROC_LIST_PROCEDURES;
     b.argument = key;
-    b.answer_length = 4096;
-    answer->assign(4096, 0xEE);
+    b.answer_length = PROC_PORTION;
+    answer->assign(PROC_PORTION, 0xEE);
     const uint32_t rc = channel_call(&b, nullptr, nullptr, nullptr, answer->data());
     answer->resize(rc == 0 ? b.answer_length : 0);
     return rc;
@@ -174,15 +175,15 @@ TEST_F(Catalog, TriggerListRowsAreSeventyTwoBytes) {
   ASSERT_EQ(statement("create table ORDERS(ID integer);"), 0u);
   ASSERT_EQ(statement("create trigger \"T1\"\nafter insert on ORDERS for each row\nexecute for debug\ncode\nend;"), 0u);
   std::vector<uint8_t> row;
-  ASSERT_EQ(select(format(TRIGGER_LIST, "DEMO"), 72, &row), 0u);
+  ASSERT_EQ(select(format(TRIGGER_LIST, "DEMO"), ROW_TRIGGER, &row), 0u);
   ASSERT_EQ(b.argument, 2u);  // rows found
   std::vector<std::vector<uint8_t>> rows = {row};
-  ASSERT_EQ(next(72, &row), 0u);
+  ASSERT_EQ(next(ROW_TRIGGER, &row), 0u);
   rows.push_back(row);
-  EXPECT_EQ(next(72, &row), 2u);
+  EXPECT_EQ(next(ROW_TRIGGER, &row), 2u);
   std::vector<uint8_t> found;
   for (const auto& r : rows) {
-    ASSERT_EQ(r.size(), 72u);
+    ASSERT_EQ(r.size(), ROW_TRIGGER);
     const std::string name(r.begin() + 4, r.begin() + 70);
     const std::string trimmed = name.substr(0, name.find_last_not_of(' ') + 1);
     ASSERT_EQ(select(format(FIND_TRIGGER, trimmed, "DEMO"), 4, &found), 0u) << trimmed;
@@ -192,7 +193,7 @@ TEST_F(Catalog, TriggerListRowsAreSeventyTwoBytes) {
     EXPECT_EQ(r[71], 0);
   }
   // Another user owns no triggers.
-  EXPECT_EQ(select(format(TRIGGER_LIST, "NOBODY"), 72, &row), 2u);
+  EXPECT_EQ(select(format(TRIGGER_LIST, "NOBODY"), ROW_TRIGGER, &row), 2u);
 }
 
 TEST_F(Catalog, StoredTextsAreReadInPortionsOfFourThousandBytes) {
@@ -230,7 +231,7 @@ TEST_F(Catalog, ProcedureListComesInPortionsWithContinuationKeys) {
   ASSERT_EQ(proc_portion(1, &portion), 0u);
   std::vector<std::string> demo;
   ASSERT_EQ((portion.size() - 4) % 66, 0u);
-  for (size_t at = 0; at + 4 < portion.size(); at += 66) demo.emplace_back(portion.begin() + at, portion.begin() + at + 66);
+  for (size_t at = 0; at + 4 < portion.size(); at += NAME_BYTES) demo.emplace_back(portion.begin() + at, portion.begin() + at + NAME_BYTES);
   EXPECT_EQ(u32_at(portion, portion.size() - 4), 0u);
   ASSERT_GE(demo.size(), 2u);
   EXPECT_EQ(demo[0], padded("RAISE_SALARY"));
@@ -250,8 +251,8 @@ TEST_F(Catalog, ProcedureListComesInPortionsWithContinuationKeys) {
     ASSERT_EQ(proc_portion(key, &portion), 0u) << key;
     ASSERT_GE(portion.size(), 4u);
     ASSERT_EQ((portion.size() - 4) % 66, 0u);
-    counts.push_back((portion.size() - 4) / 66);
-    for (size_t at = 0; at + 4 < portion.size(); at += 66) names.emplace_back(portion.begin() + at, portion.begin() + at + 66);
+    counts.push_back(proc_list_count(portion.size()));
+    for (size_t at = 0; at + 4 < portion.size(); at += NAME_BYTES) names.emplace_back(portion.begin() + at, portion.begin() + at + NAME_BYTES);
     key = u32_at(portion, portion.size() - 4);
   }
   const size_t total = demo.size() + 130;
@@ -270,12 +271,12 @@ TEST_F(Catalog, UserWithoutProceduresGetsTheDebuggerError) {
   RequestBlock other;
   ASSERT_EQ(open(&other, "\"EMPTY\"/\"E\""), 0u);
   std::memcpy(other.command, "PROC", 4);
-  other.position = 18;
+  other.position = PROC_LIST_PROCEDURES;
   other.argument = 1;
-  other.answer_length = 4096;
-  std::vector<char> answer(4096);
-  EXPECT_EQ(channel_call(&other, nullptr, nullptr, nullptr, answer.data()), 7204u);
-  EXPECT_EQ(other.system_code, 15u);
+  other.answer_length = PROC_PORTION;
+  std::vector<char> answer(PROC_PORTION);
+  EXPECT_EQ(channel_call(&other, nullptr, nullptr, nullptr, answer.data()), KERNEL_DEBUGGER_ERROR);
+  EXPECT_EQ(other.system_code, DEBUGGER_NO_PROCEDURES);
 }
 
 TEST_F(Catalog, CreateAlterDropAnswerTheirCodes) {
@@ -284,21 +285,21 @@ TEST_F(Catalog, CreateAlterDropAnswerTheirCodes) {
     const char* sql;
     uint32_t code;
   } steps[] = {
-      {"alter procedure \"P\"()\ncode\nend;", 2229},
+      {"alter procedure \"P\"()\ncode\nend;", KERNEL_PROC_MISSING},
       {"create procedure \"P\"()\ncode\nend;", 0},
-      {"create procedure \"P\"(in A integer)\ncode\nend ;", 2245},
+      {"create procedure \"P\"(in A integer)\ncode\nend ;", KERNEL_PROC_EXISTS},
       {"alter procedure \"P\"(in A integer)\ncode\nend ;", 0},
       {"create or replace procedure \"P\"(in A integer, in B integer)\ncode\nend;", 0},
       {"create or replace procedure \"Q\"()\ncode\nend;", 0},
       {"drop procedure \"Q\";", 0},
-      {"drop procedure \"Q\";", 2229},
+      {"drop procedure \"Q\";", KERNEL_PROC_MISSING},
       {"create trigger \"T\"\nafter insert on ORDERS for each row\nexecute\ncode\nend;", 0},
-      {"create trigger \"T\"\nafter delete on ORDERS for each row\nexecute\ncode\nend;", 2257},
+      {"create trigger \"T\"\nafter delete on ORDERS for each row\nexecute\ncode\nend;", KERNEL_TRIGGER_EXISTS},
       {"create or replace trigger \"T\"\nbefore delete on ORDERS for each row\nexecute\ncode\nend;", 0},
       {"drop trigger \"T\";", 0},
       {"drop trigger \"T\";", 2002},
       {"create trigger \"U\"\nafter insert on NO_TABLE for each row\nexecute\ncode\nend;", 2002},
-      {"create procedure \"BAD\"(in A blob)\ncode\nend;", 7200},
+      {"create procedure \"BAD\"(in A blob)\ncode\nend;", KERNEL_TRANSLATION_ERRORS},
   };
   for (const Step& s : steps) EXPECT_EQ(statement(s.sql), s.code) << s.sql;
   // The stored text is the last one sent; the procedure kept its identifier through alter.
@@ -309,19 +310,19 @@ TEST_F(Catalog, CreateAlterDropAnswerTheirCodes) {
   EXPECT_EQ(procedure_id("BAD"), 0u);
   // Dropping the trigger dropped its action too: only the demo's trigger is left.
   std::vector<uint8_t> row;
-  ASSERT_EQ(select(format(TRIGGER_LIST, "DEMO"), 72, &row), 0u);
+  ASSERT_EQ(select(format(TRIGGER_LIST, "DEMO"), ROW_TRIGGER, &row), 0u);
   EXPECT_EQ(b.argument, 1u);
 }
 
 TEST_F(Catalog, WrongHeadGivesTheTranslationErrorList) {
-  ASSERT_EQ(statement("create procedure \"BAD\"(\n  in A integer default \"x\")\ncode\nend;"), 7200u);
+  ASSERT_EQ(statement("create procedure \"BAD\"(\n  in A integer default \"x\")\ncode\nend;"), KERNEL_TRANSLATION_ERRORS);
   std::memcpy(b.command, "GETE", 4);
-  b.position = 7200;
-  b.answer_length = 4096;
-  std::vector<uint8_t> list(4096);
+  b.position = KERNEL_TRANSLATION_ERRORS;
+  b.answer_length = GETE_ANSWER;
+  std::vector<uint8_t> list(GETE_ANSWER);
   ASSERT_EQ(channel_call(&b, nullptr, nullptr, nullptr, list.data()), 0u);
   ASSERT_EQ(b.answer_length, 2 + 13);
-  EXPECT_EQ(list[0] | list[1] << 8, 1);
+  EXPECT_EQ(get_u16(list.data()), 1);
   EXPECT_EQ(u32_at(list, 2), 2u);   // type mismatch
   EXPECT_EQ(u32_at(list, 6), 2u);   // line 2
   EXPECT_EQ(u32_at(list, 10), 24u); // at the default
@@ -329,17 +330,17 @@ TEST_F(Catalog, WrongHeadGivesTheTranslationErrorList) {
   // A good store empties the list.
   ASSERT_EQ(statement("create procedure \"GOOD\"()\ncode\nend;"), 0u);
   std::memcpy(b.command, "GETE", 4);
-  b.position = 7200;
-  b.answer_length = 4096;
+  b.position = KERNEL_TRANSLATION_ERRORS;
+  b.answer_length = GETE_ANSWER;
   ASSERT_EQ(channel_call(&b, nullptr, nullptr, nullptr, list.data()), 0u);
   ASSERT_EQ(b.answer_length, 2);
-  EXPECT_EQ(list[0] | list[1] << 8, 0);
+  EXPECT_EQ(get_u16(list.data()), 0);
 }
 
 // The expected 327-byte row of an input parameter.
 std::vector<uint8_t> param_row(const std::string& name, uint8_t type, uint8_t precision, uint8_t scale,
                                uint16_t length, bool null_default, const std::vector<uint8_t>& value) {
-  std::vector<uint8_t> row(327, 0);
+  std::vector<uint8_t> row(ROW_PARAM, 0);
   const std::string n = padded(name);
   std::memcpy(row.data(), n.data(), 66);
   row[66] = type;
@@ -385,26 +386,26 @@ TEST_F(Catalog, InputParameterRowsComeFromTheHead) {
       param_row("W", 11, 0, 0, 2, false, {0x2E, 0x04, 0x3D, 0x04}),
   };
   std::vector<uint8_t> row;
-  ASSERT_EQ(select(format(INPUT_PARAMETERS, static_cast<long>(id)), 327, &row), 0u);
+  ASSERT_EQ(select(format(INPUT_PARAMETERS, static_cast<long>(id)), ROW_PARAM, &row), 0u);
   EXPECT_EQ(b.argument, 11u);
   std::vector<std::vector<uint8_t>> rows;
   uint32_t rc = 0;
   while (rc == 0 && rows.size() < 20) {
     rows.push_back(row);
-    rc = next(327, &row);
+    rc = next(ROW_PARAM, &row);
   }
   EXPECT_EQ(rc, 2u);
   ASSERT_EQ(rows.size(), 11u);
   for (size_t i = 0; i < expected.size(); ++i) EXPECT_EQ(rows[i], expected[i]) << "parameter " << i;
   // The date: its time of day in hundredths of a second after the day number.
-  ASSERT_EQ(rows[10].size(), 327u);
+  ASSERT_EQ(rows[10].size(), ROW_PARAM);
   EXPECT_EQ(std::string(rows[10].begin(), rows[10].begin() + 66), padded("T"));
   EXPECT_EQ(rows[10][66], 4);
   EXPECT_EQ(u32_at(rows[10], 76), static_cast<uint32_t>((10 * 3600 + 7 * 60) * 100));
 
   // Without input parameters: code 2 at once.
   ASSERT_EQ(statement("create procedure \"NONE\"(out X integer)\ncode\nend;"), 0u);
-  EXPECT_EQ(select(format(INPUT_PARAMETERS, static_cast<long>(procedure_id("NONE"))), 327, &row), 2u);
+  EXPECT_EQ(select(format(INPUT_PARAMETERS, static_cast<long>(procedure_id("NONE"))), ROW_PARAM, &row), 2u);
 }
 
 TEST_F(Catalog, SystemTablesAnswerOtherStatementsThroughTheRewrite) {

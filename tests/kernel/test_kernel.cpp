@@ -51,8 +51,8 @@ TEST_F(Kernel, LogsOnAndRefusesUnknownUsersAndWrongPasswords) {
   } cases[] = {
       {"\"DEMO\"/\"DEMO\"", 0},
       {"\"demo\"/\"DEMO\"", 0},
-      {"\"NOBODY\"/\"DEMO\"", 1025},
-      {"\"DEMO\"/\"demo\"", 1026},
+      {"\"NOBODY\"/\"DEMO\"", KERNEL_UNKNOWN_USER},
+      {"\"DEMO\"/\"demo\"", KERNEL_WRONG_PASSWORD},
       {"DEMO/DEMO", 1074},
   };
   for (const Case& c : cases) {

@@ -71,8 +71,8 @@ TEST_F(KernelChannel, LogsOnOrRefusesTheUserAndThePassword) {
   RequestBlock b;
   EXPECT_EQ(open(&b), 0u);
   EXPECT_NE(b.channel, 0);
-  EXPECT_EQ(open(&b, "\"NOBODY\"/\"DEMO\""), 1025u);
-  EXPECT_EQ(open(&b, "\"DEMO\"/\"demo\""), 1026u);
+  EXPECT_EQ(open(&b, "\"NOBODY\"/\"DEMO\""), KERNEL_UNKNOWN_USER);
+  EXPECT_EQ(open(&b, "\"DEMO\"/\"demo\""), KERNEL_WRONG_PASSWORD);
   EXPECT_EQ(b.channel, 0);
 }
 

@@ -87,7 +87,7 @@ TEST(RowDelivery, WholeRowsFitTheRoomAndNoRowIsLostOrCut) {
   EXPECT_EQ(a.data, sent[4]);
   a = {};
   EXPECT_EQ(rows_deliver(rows, &next, 0xFFFF, &a), 0u);
-  EXPECT_EQ(a.code, KERNEL_END_OF_DATA);
+  EXPECT_EQ(a.code, KERNEL_NO_MORE_ROWS);
 }
 
 }  // namespace

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "channel/unicode.h"
+#include "text/unicode.h"
 #include "kernel/proc_header.h"
 #include "translator/diagnostics.h"
 

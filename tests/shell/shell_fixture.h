@@ -7,7 +7,7 @@
 
 #include <string>
 
-#include "channel/unicode.h"
+#include "text/unicode.h"
 #include "platform/virtual_console.h"
 #include "shell/shell.h"
 #include "tui/keyboard.h"

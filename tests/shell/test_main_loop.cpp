@@ -8,6 +8,7 @@
 
 #include "shell_fixture.h"
 #include "tui/messages.h"
+#include "protocol/codes.h"
 
 namespace tavrel {
 namespace {
@@ -206,7 +207,7 @@ uint32_t fake_open(RequestBlock*) {
   std::string node = login_settings().node;
   while (!node.empty() && node.back() == ' ') node.pop_back();
   g_nodes.push_back(node);
-  return static_cast<int>(g_connects.size()) == g_succeed_on ? 0 : 1026;
+  return static_cast<int>(g_connects.size()) == g_succeed_on ? 0 : KERNEL_WRONG_PASSWORD;
 }
 
 class Login : public ShellTest {

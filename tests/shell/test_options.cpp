@@ -6,9 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "channel/unicode.h"
+#include "text/unicode.h"
 #include "platform/platform.h"
 #include "shell/shell.h"
+#include "protocol/codes.h"
 
 namespace tavrel {
 namespace {
@@ -146,10 +147,10 @@ TEST(ServerError, TextsByCode) {
     uint32_t code;
     const char* text;
   } cases[] = {
-      {1001, " Таврел не загружен "},
-      {1025, " Неверное имя пользователя "},
-      {1026, " Неверный пароль! "},
-      {1069, "Неверный номер канала!"},
+      {CHANNEL_NOT_REACHED, " Таврел не загружен "},
+      {KERNEL_UNKNOWN_USER, " Неверное имя пользователя "},
+      {KERNEL_WRONG_PASSWORD, " Неверный пароль! "},
+      {KERNEL_BAD_CHANNEL, "Неверный номер канала!"},
       {4005, "Ошибка обмена данными по сети 4005"},
       {4999, "Ошибка обмена данными по сети 4999"},
       {1074, "Код возврата Таврела 1074"},

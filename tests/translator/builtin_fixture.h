@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "channel/unicode.h"
+#include "text/unicode.h"
 #include "translator/builtins.h"
 
 namespace tavrel {

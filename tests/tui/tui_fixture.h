@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "channel/unicode.h"
+#include "text/unicode.h"
 #include "platform/virtual_console.h"
 #include "tui/keyboard.h"
 #include "tui/screen.h"

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "channel/unicode.h"
+#include "text/unicode.h"
 #include "translator/diagnostics.h"
 #include "translator/evaluator.h"
 #include "translator/value_form.h"

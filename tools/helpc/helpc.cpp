@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "channel/unicode.h"
+#include "text/unicode.h"
 #include "tui/help_file.h"
 
 namespace {

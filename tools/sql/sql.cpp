@@ -17,15 +17,15 @@
 #include <vector>
 
 #include "channel/channel.h"
-#include "channel/framing.h"
 #include "kernel/errors.h"
+#include "protocol/bytes.h"
+#include "protocol/codes.h"
 
 namespace {
 
 using namespace tavrel;
 
 constexpr uint16_t ANSWER_CAPACITY = 65535;
-constexpr uint16_t TEXT_CAPACITY = 4096;
 constexpr size_t NODE_MAX = 8;
 constexpr size_t CONNECT_MAX = 269;     // what OPEN sends of a connect string
 constexpr uint16_t NULL_LENGTH = 0xFFFF;
@@ -209,8 +209,8 @@ std::string error_text(Session* s, uint32_t code) {
     RequestBlock b = s->block;
     std::memcpy(b.command, "GETE", 4);
     b.position = code;
-    b.answer_length = TEXT_CAPACITY;
-    std::vector<char> text(TEXT_CAPACITY);
+    b.answer_length = GETE_ANSWER;
+    std::vector<char> text(GETE_ANSWER);
     if (channel_call(&b, nullptr, nullptr, nullptr, text.data()) == 0 && b.answer_length != 0) {
       return std::string(text.data(), b.answer_length);
     }
@@ -312,7 +312,7 @@ uint32_t run_statement(Session* s, const std::string& statement) {
   std::memcpy(s->block.command, "SLCT", 4);
   s->block.answer_length = ANSWER_CAPACITY;
   uint32_t code = channel_call(&s->block, nullptr, statement.c_str(), nullptr, s->answer.data());
-  if (code == KERNEL_END_OF_DATA) return 0;
+  if (code == KERNEL_NO_MORE_ROWS) return 0;
   if (code != 0) return code;
   // DESC works on a copy of the block: the first answer stays in place.
   std::vector<bool> char_columns;
@@ -322,7 +322,7 @@ uint32_t run_statement(Session* s, const std::string& statement) {
     std::memcpy(s->block.command, "GETN", 4);
     s->block.answer_length = ANSWER_CAPACITY;
     code = channel_call(&s->block, nullptr, nullptr, nullptr, s->answer.data());
-    if (code == KERNEL_END_OF_DATA) return 0;
+    if (code == KERNEL_NO_MORE_ROWS) return 0;
     if (code != 0) return code;
   }
 }

@@ -12,7 +12,7 @@
 #include <cstring>
 #include <string>
 
-#include "channel/unicode.h"
+#include "text/unicode.h"
 #include "platform/console.h"
 #include "tui/colours.h"
 #include "tui/form.h"

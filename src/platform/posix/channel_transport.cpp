@@ -3,6 +3,8 @@
 // /tmp/tavrel-<uid>, mode 0700), and server processes watched through pidfds.
 #include "platform/ipc.h"
 
+#include "protocol/bytes.h"
+
 #include <atomic>
 #include <cerrno>
 #include <csignal>
@@ -217,7 +219,7 @@ int ipc_route_open(int route, const char* instance, IpcEndpoint** out, uint32_t*
   const ssize_t n = pread(rfd, bytes, 4, 0);
   close(rfd);
   if (n != 4) return ENOENT;
-  const uint32_t pid = bytes[0] | bytes[1] << 8 | bytes[2] << 16 | static_cast<uint32_t>(bytes[3]) << 24;
+  const uint32_t pid = get_u32(bytes);
   if (!ipc_process_alive(pid)) return ESRCH;
   if (const int error = build_path(path, route_endpoint_name(route), instance)) return error;
   const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);

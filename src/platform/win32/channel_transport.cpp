@@ -11,6 +11,9 @@
 // client in the mode named by the last byte of the request's trailer.
 #include "platform/ipc.h"
 
+#include "protocol/bytes.h"
+#include "protocol/request.h"
+
 #include <windows.h>
 
 #include <cstdio>
@@ -54,11 +57,7 @@ struct MappedView {
 
 // One exchange, and the frame offsets the shared-memory mode needs to tell a frame's length
 // from the bytes in an area (a mailslot message carries its length, an area does not).
-constexpr size_t AREA_SIZE = 65528;
-constexpr size_t FRAME_HEADER = 48;
-constexpr size_t FRAME_TRAILER = 48;
-constexpr size_t ANSWER_HEADER = 56;
-constexpr size_t ANSWER_TOTAL_OFFSET = 54;
+constexpr size_t AREA_SIZE = EXCHANGE_MAX;
 constexpr uint8_t TYPE_MAILSLOT = 13;
 constexpr uint8_t TYPE_SHARED = 12;
 constexpr DWORD PLATFORM_NT = 2;  // VER_PLATFORM_WIN32_NT
@@ -218,8 +217,6 @@ int map_view(IpcEndpoint* ep, DWORD access) {
   return ep->view.p == nullptr ? last_error() : 0;
 }
 
-uint16_t read_u16(const uint8_t* p) { return static_cast<uint16_t>(p[0] | p[1] << 8); }
-
 // A request frame in an area: the header, four parts of a u16 length and that many bytes,
 // the trailer. Bytes that do not describe a frame give the whole area, which the kernel's
 // frame reader then refuses.
@@ -227,14 +224,14 @@ size_t request_length(const uint8_t* area) {
   size_t p = FRAME_HEADER;
   for (int i = 0; i < 4; ++i) {
     if (p + 2 > AREA_SIZE - FRAME_TRAILER) return AREA_SIZE;
-    p += 2 + read_u16(area + p);
+    p += 2 + get_u16(area + p);
   }
   return p + FRAME_TRAILER <= AREA_SIZE ? p + FRAME_TRAILER : AREA_SIZE;
 }
 
 // An answer frame in an area: the header with the total data length, the data, the trailer.
 size_t answer_length(const uint8_t* area) {
-  const size_t n = ANSWER_HEADER + read_u16(area + ANSWER_TOTAL_OFFSET) + FRAME_TRAILER;
+  const size_t n = ANSWER_HEADER + get_u16(area + ANSWER_TOTAL_OFFSET) + FRAME_TRAILER;
   return n <= AREA_SIZE ? n : AREA_SIZE;
 }
 

@@ -2,7 +2,7 @@
 // KOI8-R and CP1251. Each conversion table holds the images of bytes 128..255 (index =
 // byte - 128) and is a permutation of 128..255, so that every pair of tables is mutually
 // inverse and no byte is ever lost on a round trip.
-#include "channel/codepage.h"
+#include "text/codepage.h"
 
 namespace tavrel {
 

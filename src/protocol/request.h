@@ -1,6 +1,7 @@
 // The request block that stands for one kernel session, the command table that decides how
-// each command's buffers are measured and its answer taken back, and the channel's own
-// return codes and flag bits.
+// each command's buffers are measured and its answer taken back, the channel's own return
+// codes and flag bits, and the limits of one exchange. Shared by the manager's channel and
+// the kernel, which read and write the same images.
 #pragma once
 
 #include <bit>
@@ -86,9 +87,6 @@ int command_find(const char* code);
 // True when the four bytes at code equal the four letters of name.
 bool command_is(const char* code, const char* name);
 
-// Called by the channel when the answer of an asynchronous request has arrived.
-using CompletionRoutine = void (*)(RequestBlock* block, void* answer, void* buffer3);
-
 // Limits of one exchange: a message is at most 65,528 bytes; a request frame carries
 // 48 bytes of header, at most 65,414 data bytes and the 48-byte trailer.
 constexpr size_t EXCHANGE_MAX = 65528;
@@ -96,6 +94,8 @@ constexpr size_t FRAME_HEADER = 48;
 constexpr size_t FRAME_TRAILER = 48;
 constexpr size_t REQUEST_DATA_MAX = 65414;
 constexpr size_t ANSWER_HEADER = 56;
+// Answer frame offsets (the frame header is the 4-byte slot word and the 44-byte block).
+constexpr size_t ANSWER_TOTAL_OFFSET = 54;  // u16 total data length (answer + second block)
 constexpr size_t ANSWER_DATA_MAX = EXCHANGE_MAX - ANSWER_HEADER - FRAME_TRAILER;
 
 }  // namespace tavrel

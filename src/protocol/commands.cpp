@@ -1,5 +1,5 @@
 // The 56-row command table, searched in order.
-#include "channel/request.h"
+#include "protocol/request.h"
 
 #include <cstring>
 

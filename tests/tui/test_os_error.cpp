@@ -4,7 +4,7 @@
 #include <climits>
 #include <string>
 
-#include "channel/os_error.h"
+#include "tui/os_error.h"
 
 namespace tavrel {
 namespace {

@@ -1,6 +1,6 @@
 // CP866 and Unicode: the table of the 256 CP866 characters, the display glyphs of the control
 // bytes, the reverse lookup, and UTF-8 encoding and decoding of single code points and texts.
-#include "channel/unicode.h"
+#include "text/unicode.h"
 
 #include <array>
 

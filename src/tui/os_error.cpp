@@ -1,5 +1,5 @@
 // Texts of operating-system error numbers for the plain console messages.
-#include "channel/os_error.h"
+#include "tui/os_error.h"
 
 #include <cstdio>
 
