@@ -13,7 +13,7 @@
 
 struct sqlite3;
 
-namespace tavrel {
+namespace tavrel::kernel {
 
 constexpr uint32_t KERNEL_DEBUGGER_ERROR = 7204;  // system code: the debugger's message number
 constexpr uint32_t DEBUGGER_NO_PROCEDURES = 15;
@@ -75,4 +75,4 @@ uint32_t catalog_store(sqlite3* db, const std::string& owner, std::string_view u
 // texts are left alone. With placeholders, '%s' and %ld become "?" parameters.
 std::string catalog_rewrite(std::string_view sql, bool placeholders = false);
 
-}  // namespace tavrel
+}  // namespace tavrel::kernel

@@ -1,7 +1,7 @@
 // Texts of the kernel's return codes, in UTF-8; GETE converts them to the session's code page.
 #include "kernel/errors.h"
 
-namespace tavrel {
+namespace tavrel::kernel {
 
 namespace {
 struct ErrorText {
@@ -42,4 +42,4 @@ const char* kernel_error_text(uint32_t code) {
   return nullptr;
 }
 
-}  // namespace tavrel
+}  // namespace tavrel::kernel

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-namespace tavrel {
+namespace tavrel::kernel {
 
 constexpr uint32_t KERNEL_END_OF_DATA = 2;
 constexpr uint32_t KERNEL_UNKNOWN_USER = 1025;
@@ -31,4 +31,4 @@ constexpr uint32_t KERNEL_TRANSLATION_ERRORS = 7200;
 // The kernel's text for a code (UTF-8), or nullptr when it has none.
 const char* kernel_error_text(uint32_t code);
 
-}  // namespace tavrel
+}  // namespace tavrel::kernel

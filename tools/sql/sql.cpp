@@ -23,6 +23,8 @@
 namespace {
 
 using namespace tavrel;
+using kernel::KERNEL_END_OF_DATA;
+using kernel::kernel_error_text;
 
 constexpr uint16_t ANSWER_CAPACITY = 65535;
 constexpr uint16_t TEXT_CAPACITY = 4096;
