@@ -5,6 +5,7 @@
 #include "kernel/dispatch.h"
 
 #include <cassert>
+#include <cstddef>
 #include <cstring>
 
 #include "channel/request.h"
