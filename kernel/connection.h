@@ -13,7 +13,10 @@
 // while the worker is idle. Whatever must reach a session while its connection is held
 // elsewhere (KILL, requests of a debugger on another session) must not use the connection:
 // sqlite3_interrupt is the one call another thread makes, under the session's lock, which
-// keeps the connection from being closed meanwhile.
+// keeps the connection from being closed meanwhile. Requests of the same session that arrive
+// while its worker holds the connection wait in the queue behind it; one that must be answered
+// during a long hold has to be served without the connection (as KILL is, on the server
+// thread).
 #pragma once
 
 #include <atomic>
