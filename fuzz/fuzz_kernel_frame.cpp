@@ -14,6 +14,7 @@
 namespace {
 
 using namespace tavrel;
+using namespace tavrel::kernel;
 
 // Kept below ANSWER_DATA_MAX together: the answer, its padding byte and the second block.
 constexpr size_t DATA_LIMIT = 30000;

@@ -14,10 +14,10 @@
 #include "text/unicode.h"
 #include "kernel/errors.h"
 #include "kernel/proc_header.h"
-#include "kernel/session.h"
 #include "kernel/storage.h"
+#include "kernel/text.h"
 
-namespace tavrel {
+namespace tavrel::kernel {
 
 namespace {
 
@@ -528,4 +528,4 @@ bool catalog_statement(const CatalogContext& c, std::string_view utf8, KernelAns
   return true;
 }
 
-}  // namespace tavrel
+}  // namespace tavrel::kernel

@@ -15,7 +15,7 @@
 
 struct sqlite3;
 
-namespace tavrel {
+namespace tavrel::kernel {
 
 // What a session keeps between catalogue requests.
 struct CatalogState {
@@ -63,4 +63,4 @@ uint32_t catalog_store(sqlite3* db, const std::string& owner, std::string_view u
 // texts are left alone. With placeholders, '%s' and %ld become "?" parameters.
 std::string catalog_rewrite(std::string_view sql, bool placeholders = false);
 
-}  // namespace tavrel
+}  // namespace tavrel::kernel

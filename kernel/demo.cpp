@@ -10,7 +10,7 @@
 #include "kernel/errors.h"
 #include "kernel/storage.h"
 
-namespace tavrel {
+namespace tavrel::kernel {
 
 namespace {
 
@@ -107,4 +107,4 @@ int demo_create(sqlite3* db, std::string* error) {
   return 0;
 }
 
-}  // namespace tavrel
+}  // namespace tavrel::kernel

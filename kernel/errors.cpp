@@ -3,7 +3,7 @@
 
 #include "protocol/request.h"
 
-namespace tavrel {
+namespace tavrel::kernel {
 
 namespace {
 struct ErrorText {
@@ -44,4 +44,4 @@ const char* kernel_error_text(uint32_t code) {
   return nullptr;
 }
 
-}  // namespace tavrel
+}  // namespace tavrel::kernel

@@ -5,9 +5,9 @@
 
 #include "protocol/codes.h"
 
-namespace tavrel {
+namespace tavrel::kernel {
 
 // The kernel's text for a code (UTF-8), or nullptr when it has none.
 const char* kernel_error_text(uint32_t code);
 
-}  // namespace tavrel
+}  // namespace tavrel::kernel

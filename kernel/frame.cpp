@@ -6,7 +6,7 @@
 #include "channel/framing.h"
 #include "kernel/errors.h"
 
-namespace tavrel {
+namespace tavrel::kernel {
 
 namespace {
 
@@ -103,4 +103,4 @@ size_t rows_deliver(Rows& rows, size_t* next, uint16_t capacity, KernelAnswer* a
   return count;
 }
 
-}  // namespace tavrel
+}  // namespace tavrel::kernel

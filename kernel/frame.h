@@ -9,7 +9,7 @@
 
 #include "protocol/request.h"
 
-namespace tavrel {
+namespace tavrel::kernel {
 
 struct KernelRequest {
   RequestBlock block;
@@ -60,4 +60,4 @@ using Rows = std::vector<std::vector<uint8_t>>;
 // read again: the first one of an empty answer is moved into it rather than copied.
 size_t rows_deliver(Rows& rows, size_t* next, uint16_t capacity, KernelAnswer* a);
 
-}  // namespace tavrel
+}  // namespace tavrel::kernel

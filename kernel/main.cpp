@@ -1,4 +1,5 @@
 // tavrel-kernel: the reference kernel. tavrel-kernel [--db FILE] [--instance NAME] [--demo]
+// A thin entry over the kernel library: options in, kernel_serve (kernel/server.h) runs.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -34,7 +35,7 @@ int usage() {
 }  // namespace
 
 int main(int argc, char** argv) {
-  tavrel::KernelOptions options;
+  tavrel::kernel::KernelOptions options;
   for (int i = 1; i < argc; ++i) {
     if (std::strcmp(argv[i], "--db") == 0 && i + 1 < argc) {
       options.db_path = argv[++i];
@@ -51,5 +52,5 @@ int main(int argc, char** argv) {
     return 1;
   }
   if (options.db_path.empty()) options.db_path = default_database();
-  return tavrel::kernel_serve(options);
+  return tavrel::kernel::kernel_serve(options);
 }

@@ -11,7 +11,7 @@
 #include "values/decimal.h"
 #include "values/stack_mem.h"
 
-namespace tavrel {
+namespace tavrel::kernel {
 
 namespace {
 
@@ -432,4 +432,4 @@ int parse_proc_header(std::string_view text, ProcHeader* out) {
   return status;
 }
 
-}  // namespace tavrel
+}  // namespace tavrel::kernel

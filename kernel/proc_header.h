@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-namespace tavrel {
+namespace tavrel::kernel {
 
 enum HeaderVerb : int {
   VERB_CREATE = 1,
@@ -83,4 +83,4 @@ bool looks_like_proc_statement(std::string_view cp866);
 // but its head is wrong (out->diagnostic, line and column tell what and where).
 int parse_proc_header(std::string_view cp866, ProcHeader* out);
 
-}  // namespace tavrel
+}  // namespace tavrel::kernel

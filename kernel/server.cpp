@@ -1,22 +1,29 @@
-// The kernel's server loop and the session table.
+// The kernel's server loop and the session table: the server thread receives every frame,
+// answers OPEN and KILL itself (they need no session's connection, or another session's),
+// and hands every other request to the session its channel names.
 #include "kernel/server.h"
 
+#include <cassert>
 #include <cstdio>
 #include <cstring>
 #include <map>
 #include <memory>
 
+#include "kernel/answer.h"
 #include "protocol/records.h"
 #include "text/codepage.h"
 #include "kernel/demo.h"
+#include "kernel/dispatch.h"
 #include "kernel/errors.h"
 #include "kernel/session.h"
 #include "kernel/storage.h"
+#include "kernel/text.h"
+#include "kernel/worker.h"
 #include "platform/ipc.h"
 
 struct sqlite3;
 
-namespace tavrel {
+namespace tavrel::kernel {
 
 namespace {
 
@@ -88,7 +95,7 @@ void open_session(Server& server, const KernelRequest& r) {
   sqlite3* db = a.code == 0 ? storage_connect(server.options.db_path, &error) : nullptr;
   if (a.code == 0 && db == nullptr) a.code = KERNEL_SQL_ERROR;
   if (a.code != 0) {
-    kernel_answer(server.endpoint, r, std::move(a));
+    answer_send(server.endpoint, r, a);
     return;
   }
   while (server.next_channel == 0 || server.sessions.count(server.next_channel) != 0) ++server.next_channel;
@@ -97,12 +104,31 @@ void open_session(Server& server, const KernelRequest& r) {
   session->client_pid = r.client_pid;
   session->user = user;
   session->codepage = codepage;
-  session->db = db;
+  session->connection.db = db;
   session->endpoint = server.endpoint;
   a.channel = session->channel;
   session_start(session.get());
   server.sessions.emplace(a.channel, std::move(session));
-  kernel_answer(server.endpoint, r, std::move(a));
+  answer_send(server.endpoint, r, a);
+}
+
+// KILL: interrupts what the session on the channel in position runs.
+void kill_request(Server& server, const KernelRequest& r) {
+  KernelAnswer a;
+  a.channel = r.block.channel;
+  auto target = server.sessions.find(static_cast<uint16_t>(r.block.position));
+  if (target == server.sessions.end()) {
+    a.code = KERNEL_BAD_CHANNEL;
+  } else {
+    session_interrupt(target->second.get());
+  }
+  answer_send(server.endpoint, r, a);
+}
+
+void answer_code(Server& server, const KernelRequest& r, uint32_t code) {
+  KernelAnswer a;
+  a.code = code;
+  answer_send(server.endpoint, r, a);
 }
 
 void dispatch(Server& server, std::vector<uint8_t> message) {
@@ -116,40 +142,29 @@ void dispatch(Server& server, std::vector<uint8_t> message) {
           session_post(it->second.get(), message)) {
         return;
       }
-      KernelAnswer a;
-      a.code = KERNEL_MALFORMED;
-      kernel_answer(server.endpoint, r, std::move(a));
+      answer_code(server, r, KERNEL_MALFORMED);
     }
     return;
   }
-  if (command_is(r.block.command, "OPEN")) {
+  const KernelCommand* command = kernel_command_find(r.block.command);
+  if (command != nullptr && (command->flags & COMMAND_LOGGED_ON) == 0) {
+    assert(command_is(command->code, "OPEN"));
     open_session(server, r);
     return;
   }
   auto it = server.sessions.find(r.block.channel);
   if (it == server.sessions.end() || it->second->finished) {
-    KernelAnswer a;
-    a.code = KERNEL_BAD_CHANNEL;
-    kernel_answer(server.endpoint, r, std::move(a));
+    answer_code(server, r, KERNEL_BAD_CHANNEL);
     return;
   }
-  if (command_is(r.block.command, "KILL")) {
-    KernelAnswer a;
-    a.channel = r.block.channel;
-    auto target = server.sessions.find(static_cast<uint16_t>(r.block.position));
-    if (target == server.sessions.end()) {
-      a.code = KERNEL_BAD_CHANNEL;
-    } else {
-      session_interrupt(target->second.get());
-    }
-    kernel_answer(server.endpoint, r, std::move(a));
+  if (command != nullptr && (command->flags & COMMAND_ON_SERVER) != 0) {
+    assert(command_is(command->code, "KILL"));
+    kill_request(server, r);
     return;
   }
-  if (!session_post(it->second.get(), std::move(message))) {
-    KernelAnswer a;
-    a.code = KERNEL_BAD_CHANNEL;
-    kernel_answer(server.endpoint, r, std::move(a));
-  }
+  // Every other code, served or not, goes through the session's queue, in order: even an
+  // unknown one may be the final exchange of a request being joined.
+  if (!session_post(it->second.get(), std::move(message))) answer_code(server, r, KERNEL_BAD_CHANNEL);
 }
 
 }  // namespace
@@ -202,4 +217,4 @@ int kernel_serve(const KernelOptions& options) {
   return 0;
 }
 
-}  // namespace tavrel
+}  // namespace tavrel::kernel

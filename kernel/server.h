@@ -4,7 +4,7 @@
 
 #include <string>
 
-namespace tavrel {
+namespace tavrel::kernel {
 
 struct KernelOptions {
   std::string db_path;
@@ -15,4 +15,4 @@ struct KernelOptions {
 // Runs until SIGTERM/SIGINT; returns the process exit status.
 int kernel_serve(const KernelOptions& options);
 
-}  // namespace tavrel
+}  // namespace tavrel::kernel

@@ -6,7 +6,7 @@
 
 #include "kernel/errors.h"
 
-namespace tavrel {
+namespace tavrel::kernel {
 
 namespace {
 
@@ -127,4 +127,4 @@ uint32_t storage_prepare(sqlite3* db, const std::string& sql, sqlite3_stmt** sta
   return 0;
 }
 
-}  // namespace tavrel
+}  // namespace tavrel::kernel

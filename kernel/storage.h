@@ -8,7 +8,7 @@
 struct sqlite3;
 struct sqlite3_stmt;
 
-namespace tavrel {
+namespace tavrel::kernel {
 
 // Opens (creating when needed) the database file and its system tables; 0 on success, else
 // a message in error.
@@ -38,4 +38,4 @@ uint32_t storage_prepare(sqlite3* db, const std::string& sql, sqlite3_stmt** sta
 // Maps a SQLite result code to a kernel code.
 uint32_t storage_code(int sqlite_code);
 
-}  // namespace tavrel
+}  // namespace tavrel::kernel

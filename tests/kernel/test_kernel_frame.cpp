@@ -9,7 +9,7 @@
 #include "kernel/errors.h"
 #include "kernel/frame.h"
 
-namespace tavrel {
+namespace tavrel::kernel {
 namespace {
 
 // A data stream as the client writes it: per part the length's low 16 bits, then the bytes.
@@ -91,4 +91,4 @@ TEST(RowDelivery, WholeRowsFitTheRoomAndNoRowIsLostOrCut) {
 }
 
 }  // namespace
-}  // namespace tavrel
+}  // namespace tavrel::kernel

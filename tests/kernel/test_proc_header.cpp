@@ -10,7 +10,7 @@
 #include "kernel/proc_header.h"
 #include "translator/diagnostics.h"
 
-namespace tavrel {
+namespace tavrel::kernel {
 namespace {
 
 std::vector<uint8_t> bytes(const void* p, size_t n) {
@@ -217,4 +217,4 @@ TEST(HeaderParser, WrongHeadsGiveDiagnosticsWithPlaces) {
 }
 
 }  // namespace
-}  // namespace tavrel
+}  // namespace tavrel::kernel

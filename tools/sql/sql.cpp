@@ -24,6 +24,7 @@
 namespace {
 
 using namespace tavrel;
+using kernel::kernel_error_text;
 
 constexpr uint16_t ANSWER_CAPACITY = 65535;
 constexpr size_t NODE_MAX = 8;

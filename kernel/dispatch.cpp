@@ -1,0 +1,170 @@
+// The command table and the handlers of a session's commands. Each handler does one
+// command's work through the concern that owns it: statements and the catalogue
+// (kernel/catalog.h), selects (kernel/select.h), long requests and answers
+// (kernel/assembly.h).
+#include "kernel/dispatch.h"
+
+#include <cassert>
+#include <cstddef>
+#include <cstring>
+
+#include "protocol/request.h"
+#include "kernel/errors.h"
+#include "kernel/select.h"
+#include "kernel/storage.h"
+#include "kernel/text.h"
+
+namespace tavrel::kernel {
+
+namespace {
+
+CatalogContext catalog_context(Session* s) {
+  return CatalogContext{connection_db(s->connection), s->user, s->codepage, &s->catalog, &s->last_message};
+}
+
+// "    ": a statement; the catalogue's create / alter / drop, or any other SQL.
+void handle_execute(Session* s, const KernelRequest& r, KernelAnswer* a) {
+  select_close(s);
+  s->catalog.active = false;
+  const std::string text =
+      text_to_utf8({reinterpret_cast<const char*>(r.part[1]), r.part_length[1]}, s->codepage);
+  if (catalog_statement(catalog_context(s), text, a)) return;
+  uint32_t changes = 0;
+  a->code = storage_execute(connection_db(s->connection), catalog_rewrite(text), &changes, &s->last_message);
+  a->argument = changes;
+}
+
+void handle_select(Session* s, const KernelRequest& r, KernelAnswer* a) { select_open(s, r, a); }
+
+// GETN: the next rows of the catalogue select or of the ordinary one, whichever is open.
+void handle_next(Session* s, const KernelRequest& r, KernelAnswer* a) {
+  if (s->catalog.active) {
+    catalog_next(catalog_context(s), r.block.answer_length, a);
+  } else {
+    select_next(s, r.block.answer_length, a);
+  }
+}
+
+void handle_text_portion(Session* s, const KernelRequest& r, KernelAnswer* a) {
+  catalog_text_portion(catalog_context(s), r.block.position, r.block.answer_length, a);
+}
+
+void handle_proc(Session* s, const KernelRequest& r, KernelAnswer* a) {
+  catalog_proc_command(catalog_context(s), r.block.position, r.block.argument, r.block.answer_length, a);
+}
+
+void handle_describe(Session* s, const KernelRequest&, KernelAnswer* a) { select_describe(s, a); }
+
+// GETE (position = code): the kernel's text of a code; for SQL errors with the database's
+// message of the last failure; for 7200 the translation errors of the last store.
+void handle_error_text(Session* s, const KernelRequest& r, KernelAnswer* a) {
+  const uint32_t code = r.block.position;
+  if (code == KERNEL_TRANSLATION_ERRORS) {
+    catalog_translation_errors(catalog_context(s), a);
+    return;
+  }
+  const char* text = kernel_error_text(code);
+  if (text == nullptr) {
+    a->code = KERNEL_NO_OBJECT;
+    return;
+  }
+  std::string message = text;
+  if (code >= 2000 && code < 3000 && !s->last_message.empty()) message += ": " + s->last_message;
+  const std::string converted = text_from_utf8(message, s->codepage);
+  a->data.assign(converted.begin(), converted.end());
+}
+
+void handle_close(Session* s, const KernelRequest&, KernelAnswer* a) {
+  select_close(s);
+  a->channel = 0;
+}
+
+void handle_allocate(Session* s, const KernelRequest& r, KernelAnswer*) {
+  assembly_begin(&s->assembly, r.block.answer_length);
+}
+
+void handle_piece(Session* s, const KernelRequest& r, KernelAnswer* a) {
+  a->code = assembly_add(&s->assembly, r.block.position, r.part[3], r.part_length[3]);
+}
+
+void handle_fetch_rest(Session* s, const KernelRequest& r, KernelAnswer* a) {
+  pending_fetch(&s->pending, r.block.position, r.block.answer_length, a);
+}
+
+constexpr uint32_t SESSION = COMMAND_LOGGED_ON;
+
+constexpr KernelCommand KERNEL_COMMANDS[] = {
+    {{'O', 'P', 'E', 'N'}, nullptr, COMMAND_ON_SERVER},
+    {{'K', 'I', 'L', 'L'}, nullptr, COMMAND_ON_SERVER | SESSION},
+    {{' ', ' ', ' ', ' '}, handle_execute, COMMAND_ON_WORKER | SESSION},
+    {{'S', 'L', 'C', 'T'}, handle_select, COMMAND_ON_WORKER | COMMAND_QUICK_SELECT | SESSION},
+    {{'G', 'E', 'T', 'N'}, handle_next, COMMAND_FROM_MEMORY | SESSION},
+    {{'G', 'P', 'R', 'C'}, handle_text_portion, COMMAND_FROM_MEMORY | SESSION},
+    {{'P', 'R', 'O', 'C'}, handle_proc, COMMAND_ON_WORKER | SESSION},
+    {{'D', 'E', 'S', 'C'}, handle_describe, COMMAND_FROM_MEMORY | SESSION},
+    {{'G', 'E', 'T', 'E'}, handle_error_text, COMMAND_FROM_MEMORY | SESSION},
+    {{'C', 'L', 'O', 'S'}, handle_close, COMMAND_ON_WORKER | COMMAND_ENDS_SESSION | SESSION},
+    {{'M', 'A', 'L', 'L'}, handle_allocate, COMMAND_ON_WORKER | COMMAND_PIECE | SESSION},
+    {{'M', 'P', 'U', 'T'}, handle_piece, COMMAND_ON_WORKER | COMMAND_PIECE | SESSION},
+    {{'M', 'G', 'E', 'T'}, handle_fetch_rest, COMMAND_FROM_MEMORY | SESSION},
+};
+
+// The table's invariants: a command runs in exactly one place, has a handler exactly when a
+// session runs it, and only the worker ends a session.
+constexpr bool commands_well_formed() {
+  for (const KernelCommand& c : KERNEL_COMMANDS) {
+    const uint32_t where = c.flags & (COMMAND_ON_SERVER | COMMAND_ON_WORKER | COMMAND_FROM_MEMORY);
+    if (where != COMMAND_ON_SERVER && where != COMMAND_ON_WORKER && where != COMMAND_FROM_MEMORY) return false;
+    if ((c.handler == nullptr) != (where == COMMAND_ON_SERVER)) return false;
+    if ((c.flags & COMMAND_ENDS_SESSION) != 0 && where != COMMAND_ON_WORKER) return false;
+  }
+  return true;
+}
+static_assert(commands_well_formed());
+
+}  // namespace
+
+std::span<const KernelCommand> kernel_commands() { return KERNEL_COMMANDS; }
+
+const KernelCommand* kernel_command_find(const char* code) {
+  for (const KernelCommand& c : KERNEL_COMMANDS) {
+    if (std::memcmp(c.code, code, 4) == 0) return &c;
+  }
+  return nullptr;
+}
+
+const KernelCommand* kernel_command_of_frame(const std::vector<uint8_t>& message) {
+  if (message.size() < FRAME_HEADER) return nullptr;
+  return kernel_command_find(reinterpret_cast<const char*>(message.data()) + 4 + offsetof(RequestBlock, command));
+}
+
+Handled session_handle(Session* s, const std::vector<uint8_t>& message, KernelRequest* request,
+                       KernelAnswer* answer) {
+  assert(connection_held_here(s->connection));
+  KernelRequest& r = *request;
+  KernelAnswer& a = *answer;
+  r = KernelRequest{};
+  a = KernelAnswer{};
+  a.channel = s->channel;
+  if (kernel_parse_frame(message.data(), message.size(), &r) != 0) {
+    a.code = KERNEL_MALFORMED;
+    return Handled{kernel_frame_trailer(message.data(), message.size(), &r), false};
+  }
+  a.position = r.block.position;
+  const KernelCommand* command = kernel_command_find(r.block.command);
+  // Any request but a piece ends a request being joined: it is that request's final
+  // exchange, whose parts are then those of the joined data stream.
+  if (s->assembly.active && (command == nullptr || (command->flags & COMMAND_PIECE) == 0)) {
+    a.code = assembly_finish(&s->assembly, &r);
+    if (a.code != 0) return Handled{true, false};
+  }
+  if (command == nullptr || command->handler == nullptr) {
+    a.code = KERNEL_UNSUPPORTED;
+    return Handled{true, false};
+  }
+  command->handler(s, r, &a);
+  answer_fit(r, &a, &s->pending);
+  return Handled{true, (command->flags & COMMAND_ENDS_SESSION) != 0};
+}
+
+}  // namespace tavrel::kernel

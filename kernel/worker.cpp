@@ -1,0 +1,132 @@
+// The session's worker thread and the hand-over of its connection to the server thread for
+// requests that are answered at once.
+#include "kernel/worker.h"
+
+#include <sqlite3.h>
+
+#include <cassert>
+
+#include "kernel/answer.h"
+#include "kernel/dispatch.h"
+#include "kernel/select.h"
+#include "kernel/storage.h"
+
+namespace tavrel::kernel {
+
+namespace {
+
+// Runs a request on the calling thread, which holds the connection, and answers it.
+// Returns false when the session ends with it.
+bool run_and_answer(Session* s, const std::vector<uint8_t>& message) {
+  KernelRequest request;
+  KernelAnswer answer;
+  const Handled handled = session_handle(s, message, &request, &answer);
+  if (handled.ends_session) {
+    // Closed before the answer leaves, so that the client's next request on this channel
+    // is answered by the server thread and not posted to a worker that is ending.
+    std::lock_guard lock(s->lock);
+    s->closed = true;
+  }
+  if (handled.answered) answer_send(s->endpoint, request, answer);
+  return !handled.ends_session;
+}
+
+// A request tried on the server thread while it holds the connection: false when it must
+// go to the worker after all (nothing has been answered then).
+bool run_here(Session* s, const std::vector<uint8_t>& message, const KernelCommand& command) {
+  // The final exchange of a request being joined finishes it on the worker.
+  if (s->assembly.active) return false;
+  if ((command.flags & COMMAND_FROM_MEMORY) != 0) {
+    run_and_answer(s, message);  // never ends the session: only worker commands do
+    return true;
+  }
+  assert((command.flags & COMMAND_QUICK_SELECT) != 0);
+  KernelRequest request{};
+  if (kernel_parse_frame(message.data(), message.size(), &request) != 0) return false;
+  KernelAnswer answer;
+  answer.channel = s->channel;
+  answer.position = request.block.position;
+  if (!select_open_quick(s, request, &answer)) return false;
+  answer_fit(request, &answer, &s->pending);
+  answer_send(s->endpoint, request, answer);
+  return true;
+}
+
+void worker(Session* s) {
+  for (;;) {
+    std::vector<uint8_t> message;
+    {
+      std::unique_lock lock(s->lock);
+      s->wake.wait(lock, [s] { return !s->running && (!s->queue.empty() || s->closing); });
+      if (s->queue.empty()) break;
+      message = std::move(s->queue.front());
+      s->queue.pop_front();
+      s->running = true;
+      connection_hold(&s->connection);
+    }
+    const bool more = run_and_answer(s, message);
+    {
+      std::lock_guard lock(s->lock);
+      connection_release(&s->connection);
+      s->running = false;
+    }
+    if (!more) break;
+  }
+  std::lock_guard lock(s->lock);
+  assert(!s->running);
+  connection_hold(&s->connection);
+  select_close(s);
+  statements_release(&s->statements);
+  storage_disconnect(connection_db(s->connection));
+  s->connection.db = nullptr;
+  connection_release(&s->connection);
+  s->finished = true;
+}
+
+}  // namespace
+
+void session_start(Session* session) {
+  assert(session->connection.db != nullptr && !session->worker.joinable());
+  session->worker = std::thread(worker, session);
+}
+
+bool session_post(Session* session, std::vector<uint8_t> message) {
+  std::unique_lock lock(session->lock);
+  if (session->closed || session->closing) return false;
+  const KernelCommand* command = kernel_command_of_frame(message);
+  if (command != nullptr && (command->flags & (COMMAND_FROM_MEMORY | COMMAND_QUICK_SELECT)) != 0 &&
+      !session->running && session->queue.empty()) {
+    session->running = true;
+    connection_hold(&session->connection);
+    lock.unlock();
+    const bool answered = run_here(session, message, *command);
+    lock.lock();
+    connection_release(&session->connection);
+    session->running = false;
+    if (answered) {
+      if (!session->queue.empty() || session->closing) session->wake.notify_one();
+      return true;
+    }
+  }
+  session->queue.push_back(std::move(message));
+  session->wake.notify_one();
+  return true;
+}
+
+void session_stop(Session* session) {
+  {
+    std::lock_guard lock(session->lock);
+    session->closing = true;
+    session->wake.notify_one();
+  }
+  if (session->worker.joinable()) session->worker.join();
+}
+
+void session_interrupt(Session* session) {
+  // Not the holder: sqlite3_interrupt is the one call made on a connection another thread
+  // holds. The lock keeps the worker from closing it meanwhile.
+  std::lock_guard lock(session->lock);
+  if (session->connection.db != nullptr) sqlite3_interrupt(session->connection.db);
+}
+
+}  // namespace tavrel::kernel
