@@ -11,8 +11,10 @@
 #include <string>
 
 #include "channel/request.h"
+#include "client/kernel_call.h"
 #include "editor/editor.h"
-#include "editor/kernel_report.h"
+#include "client/kernel_report.h"
+#include "editor/error_list.h"
 
 namespace tavrel {
 

@@ -6,6 +6,7 @@
 
 #include "channel/channel.h"
 #include "channel/unicode.h"
+#include "client/kernel_report.h"
 #include "shell/shell.h"
 #include "tui/form.h"
 #include "tui/hints.h"

@@ -73,6 +73,8 @@ int key_record_class(const InputRecord& rec);
 // Calls the idle hook once, when one is set.
 void keyboard_idle();
 
+// The stuffed-key queue belongs to the user-interface thread; other threads hand keys over
+// through client/ui_post.h.
 int stuff_key(uint16_t key);  // 0, or 1 out of memory
 bool key_came_from_queue();
 int stuffed_key_count();
@@ -89,6 +91,9 @@ void clear_hot_keys();
 
 void set_key_filter(KeyFilter filter);
 void set_idle_hook(IdleHook hook);
+// Called on the reading thread when get key finds the stuffed-key queue empty and each time
+// the wake-up event ends a key wait: work that other threads posted is taken here.
+void set_wake_hook(void (*hook)());
 void set_idle_period(int milliseconds);
 void set_mouse_handler(MouseHandler handler);
 MouseState mouse_state();
