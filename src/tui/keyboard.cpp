@@ -98,7 +98,7 @@ bool in_keyboard_map(uint8_t ch) {
 }
 
 // The queue's ends and its count agree.
-bool queue_consistent() {
+[[maybe_unused]] bool queue_consistent() {
   return (k.queue_head == nullptr) == (k.queue_tail == nullptr) &&
          (k.queue_head == nullptr) == (k.queued == 0) && k.queued >= 0;
 }
@@ -180,6 +180,14 @@ uint16_t key_from_record_fields(uint16_t scan, uint8_t ch, uint32_t control_stat
   }
   if (scan == 1 || key == 27) key = KEY_ESC;
   return key;
+}
+
+uint16_t key_for_record(const InputRecord& rec) {
+  switch (classify(rec)) {
+    case 1: return rec.ch;
+    case 2: return key_from_record_fields(rec.scan, rec.ch, rec.control_state);
+    default: return rec.kind == INPUT_MOUSE ? KEY_MOUSE : KEY_NONE;
+  }
 }
 
 uint16_t read_key(bool peek) {
