@@ -1,10 +1,15 @@
 #!/usr/bin/env bash
-# Builds everything and runs every test: the native build, the sanitizer build
-# (AddressSanitizer + UndefinedBehaviorSanitizer), the Windows cross-build under Wine,
-# and a short smoke run of each fuzz target. Exits non-zero on the first failure.
+# Checks the include layers, then builds everything and runs every test: the native build,
+# the sanitizer build (AddressSanitizer + UndefinedBehaviorSanitizer), the ThreadSanitizer
+# build of the tests labelled concurrency, the Windows cross-build under Wine, and a short
+# smoke run of each fuzz target. Exits non-zero on the first failure.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$(pwd)
+
+printf '=== include layers ===\n'
+tools/check_layers.sh
+
 tools/deps.sh
 
 jobs=$(nproc)
@@ -12,6 +17,8 @@ export CCACHE_DIR="${CCACHE_DIR:-$HOME/.cache/tavrel-ccache}"
 export WINEDEBUG=-all
 export ASAN_OPTIONS=detect_leaks=1
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
+# A race fails the program that has it (a kernel started by a test included).
+export TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1
 
 configure() {  # build-dir, cmake arguments...
   local dir=$1; shift
@@ -24,9 +31,10 @@ step() { printf '\n=== %s ===\n' "$*"; }
 # Runs one build's tests and adds its counts to the totals of the closing line.
 passed=0
 failed=0
-run_tests() {  # build-dir
-  local log="$1.ctest.log"
-  ctest --test-dir "$1" -j "$jobs" --output-on-failure 2>&1 | tee "$log"
+run_tests() {  # build-dir [ctest arguments...]
+  local dir=$1; shift
+  local log="$dir.ctest.log"
+  ctest --test-dir "$dir" -j "$jobs" --output-on-failure "$@" 2>&1 | tee "$log"
   local total bad
   total=$(sed -n 's/.*tests failed out of \([0-9]*\).*/\1/p' "$log" | tail -n 1)
   bad=$(sed -n 's/.*, \([0-9]*\) tests failed out of.*/\1/p' "$log" | tail -n 1)
@@ -46,6 +54,14 @@ configure build/asan -DCMAKE_BUILD_TYPE=Debug -DTAVREL_SANITIZE=ON
 ninja -C build/asan
 step "sanitizer tests"
 run_tests build/asan
+
+# Only the programs the concurrency tests need are built: the channel's transport, the
+# kernel's sessions, the manager's posting to its user-interface thread.
+step "ThreadSanitizer build (concurrency tests)"
+configure build/tsan -DCMAKE_BUILD_TYPE=Debug -DTAVREL_TSAN=ON  # Debug: the asserts stay
+ninja -C build/tsan concurrency_tests
+step "ThreadSanitizer tests"
+run_tests build/tsan -L concurrency
 
 step "Windows build (mingw-w64)"
 configure build/win64 -DCMAKE_BUILD_TYPE=Release -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64.cmake" \

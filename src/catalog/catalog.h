@@ -10,11 +10,13 @@
 #include <cstdint>
 #include <string>
 
-#include "protocol/request.h"
+#include "client/kernel_call.h"
+#include "client/kernel_report.h"
 #include "editor/editor.h"
-#include "editor/kernel_report.h"
+#include "editor/error_list.h"
 #include "protocol/codes.h"
 #include "protocol/records.h"
+#include "protocol/request.h"
 
 namespace tavrel {
 

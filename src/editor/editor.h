@@ -26,8 +26,6 @@ constexpr int EDITOR_CLOSE = 5;
 constexpr int VIEW_MONITOR = 4;
 constexpr int VIEW_CALL_STACK = 5;
 
-constexpr uint16_t KEY_CTRL_Y = 0x3819;
-
 constexpr int EDITOR_NAME_MAX = 66;
 constexpr int SEARCH_PATTERN_MAX = 35;
 constexpr int NO_LINE = -1;

@@ -1,9 +1,11 @@
 // The translation-error list: the GETE 7200 answer read into texts and positions, and the
 // " Список ошибок " window whose rows move the editor's cursor to the error.
+#include "editor/error_list.h"
+
 #include <cstdio>
 #include <cstring>
 
-#include "editor/kernel_report.h"
+#include "client/kernel_call.h"
 #include "protocol/codes.h"
 #include "protocol/records.h"
 #include "translator/diagnostics.h"

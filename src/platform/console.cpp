@@ -4,21 +4,28 @@
 // touches the real console.
 #include "platform/console.h"
 
+#include <atomic>
+
 namespace tavrel {
 
 namespace {
 
-// The selected backend; null until console_select or the first forwarded call.
-const ConsoleBackend* g_backend = nullptr;
+// The selected backend; null until console_select or the first forwarded call. Atomic
+// because console_wake is called from other threads (posting to the user interface).
+std::atomic<const ConsoleBackend*> g_backend{nullptr};
 
 const ConsoleBackend* backend() {
-  if (g_backend == nullptr) g_backend = platform_console();
-  return g_backend;
+  const ConsoleBackend* chosen = g_backend.load();
+  if (chosen != nullptr) return chosen;
+  // The native backend is one static table, so two threads racing here store the same.
+  chosen = platform_console();
+  g_backend.store(chosen);
+  return chosen;
 }
 
 }  // namespace
 
-void console_select(const ConsoleBackend* chosen) { g_backend = chosen; }
+void console_select(const ConsoleBackend* chosen) { g_backend.store(chosen); }
 
 const ConsoleBackend* console_selected() { return backend(); }
 

@@ -1,11 +1,14 @@
 // The virtual console: a console backend held in memory for tests. The screen is a plain
-// cell array; input is a queue of scripted records; the wake-up event is a flag. Writes,
-// reads and bells are counted so that tests can check how often the screen was touched.
+// cell array; input is a queue of scripted records; the wake-up event is a flag under a
+// lock, the one part that other threads touch. Writes, reads and bells are counted so that
+// tests can check how often the screen was touched.
 #include "platform/virtual_console.h"
 
+#include <condition_variable>
 #include <cstdlib>
 #include <cstring>
 #include <deque>
+#include <mutex>
 #include <vector>
 
 namespace tavrel {
@@ -17,7 +20,6 @@ struct VirtualConsole {
   int columns = 80, rows = 25;
   std::vector<ConsoleCell> cells;
   std::deque<InputRecord> input;
-  bool wake = false;
   bool open = false;
   int cursor_column = 0, cursor_row = 0;
   int cursor_size = 25;
@@ -26,6 +28,44 @@ struct VirtualConsole {
   int writes = 0, reads = 0, bells = 0, starved = 0;
   ConsoleRect last_write{0, 0, -1, -1};
 };
+
+// The wake-up event: signalled from any thread, taken by the waiting thread.
+struct WakeSignal {
+  std::mutex lock;
+  std::condition_variable signalled;
+  bool pending = false;   // under lock
+  bool blocking = false;  // under lock: a wait without limit blocks instead of starving
+};
+
+WakeSignal& wake_signal() {
+  static WakeSignal w;
+  return w;
+}
+
+// Takes a pending wake-up (auto-reset); with block set, first waits for one.
+bool take_wake(bool block) {
+  WakeSignal& w = wake_signal();
+  std::unique_lock<std::mutex> guard(w.lock);
+  if (block) w.signalled.wait(guard, [&w] { return w.pending; });
+  const bool was = w.pending;
+  w.pending = false;
+  return was;
+}
+
+void set_wake(bool pending) {
+  WakeSignal& w = wake_signal();
+  {
+    std::lock_guard<std::mutex> guard(w.lock);
+    w.pending = pending;
+  }
+  if (pending) w.signalled.notify_all();
+}
+
+bool wait_blocks() {
+  WakeSignal& w = wake_signal();
+  std::lock_guard<std::mutex> guard(w.lock);
+  return w.blocking;
+}
 
 VirtualConsole& vc() {
   static VirtualConsole state;
@@ -45,7 +85,7 @@ int vc_open() {
 void vc_close() {
   vc().open = false;
   vc().input.clear();
-  vc().wake = false;
+  set_wake(false);
 }
 int vc_size(int* columns, int* rows) {
   *columns = vc().columns;
@@ -96,11 +136,10 @@ void vc_flush_input() { vc().input.clear(); }
 int vc_wait(int timeout_ms) {
   VirtualConsole& s = vc();
   if (!s.input.empty()) return CONSOLE_WAIT_INPUT;
-  if (s.wake) {
-    s.wake = false;  // auto-reset
-    return CONSOLE_WAIT_WAKE;
-  }
+  if (take_wake(false)) return CONSOLE_WAIT_WAKE;
   if (timeout_ms >= 0) return CONSOLE_WAIT_TIMEOUT;
+  // Input is scripted on the waiting thread itself, so only a wake-up can end this wait.
+  if (wait_blocks() && take_wake(true)) return CONSOLE_WAIT_WAKE;
   if (++s.starved > 10000) std::abort();
   InputRecord esc{};
   esc.kind = INPUT_KEY;
@@ -112,7 +151,7 @@ int vc_wait(int timeout_ms) {
   s.input.push_back(esc);
   return CONSOLE_WAIT_INPUT;
 }
-void vc_wake() { vc().wake = true; }
+void vc_wake() { set_wake(true); }
 int vc_peek_input(InputRecord* rec) {
   if (vc().input.empty()) return 0;
   *rec = vc().input.front();
@@ -156,6 +195,14 @@ void virtual_console_reset(int columns, int rows) {
   s.columns = columns;
   s.rows = rows;
   s.cells.assign(static_cast<size_t>(columns) * rows, ConsoleCell{' ', 0x07});
+  set_wake(false);
+  virtual_console_set_blocking(false);
+}
+
+void virtual_console_set_blocking(bool blocking) {
+  WakeSignal& w = wake_signal();
+  std::lock_guard<std::mutex> guard(w.lock);
+  w.blocking = blocking;
 }
 
 void virtual_console_push(const InputRecord& rec) { vc().input.push_back(rec); }
@@ -215,6 +262,10 @@ const char* virtual_console_title() { return vc().title.c_str(); }
 int virtual_console_bells() { return vc().bells; }
 bool virtual_console_is_open() { return vc().open; }
 int virtual_console_starved() { return vc().starved; }
-bool virtual_console_wake_pending() { return vc().wake; }
+bool virtual_console_wake_pending() {
+  WakeSignal& w = wake_signal();
+  std::lock_guard<std::mutex> guard(w.lock);
+  return w.pending;
+}
 
 }  // namespace tavrel

@@ -42,7 +42,11 @@ bool virtual_console_is_open();
 // script ran short ends its loops rather than hanging, and counts it. (After 10000 such
 // waits the process aborts: a loop that ignores Esc would otherwise spin for ever.)
 int virtual_console_starved();
-// Wake-up signals received and not yet consumed by a wait.
+// For tests where another thread wakes the reader: a wait without time limit and without
+// scripted input then blocks until the wake-up event is signalled (from any thread) instead
+// of starving. Off after a reset.
+void virtual_console_set_blocking(bool blocking);
+// A wake-up signal received and not yet consumed by a wait.
 bool virtual_console_wake_pending();
 
 }  // namespace tavrel

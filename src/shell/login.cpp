@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "channel/channel.h"
+#include "client/kernel_report.h"
 #include "text/unicode.h"
 #include "shell/shell.h"
 #include "tui/form.h"

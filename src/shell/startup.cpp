@@ -10,6 +10,7 @@
 #include "platform/console.h"
 #include "platform/platform.h"
 #include "catalog/catalog.h"
+#include "client/ui_post.h"
 #include "shell/shell.h"
 #include "tui/help.h"
 #include "tui/keyboard.h"
@@ -135,6 +136,8 @@ void shell_shutdown() {
     channel_call(&s.second_block, nullptr, nullptr, nullptr, nullptr);
   }
   channel_shutdown();
+  // The channel's threads have ended: nothing posts any more.
+  ui_post_stop();
   set_key_filter(nullptr);
   clear_hot_keys();
   clear_stuffed_keys();
@@ -154,6 +157,8 @@ int procman_main(int argc, char** argv) {
     std::fprintf(stderr, "procman: the console cannot be taken (80x25 at least is needed)\n");
     return 1;
   }
+  // Completion routines on the channel's reader thread reach the user through here.
+  ui_post_start();
   // The title goes to the console the screen has taken (a terminal takes it only then).
   console_set_title(message_text(MSG_CONSOLE_TITLE));
   // Ctrl+C and Ctrl+Break never end the program through the system.
@@ -167,6 +172,7 @@ int procman_main(int argc, char** argv) {
     shell_free(g_shell.work_buffer);
     g_shell.work_buffer = nullptr;
     channel_shutdown();
+    ui_post_stop();
     while (window_active() != nullptr) window_close();
     screen_shutdown();
     return 1;

@@ -4,6 +4,7 @@
 // and the registries.
 #include "tui/keyboard.h"
 
+#include <cassert>
 #include <cstddef>
 #include <iterator>
 #include <new>
@@ -44,6 +45,7 @@ struct KeyboardState {
   HotKey* hot_keys = nullptr;  // newest first
   KeyFilter filter = nullptr;
   IdleHook idle_hook = nullptr;
+  void (*wake_hook)() = nullptr;
   int idle_period = 100;
   MouseState mouse{};
   MouseHandler mouse_handler = nullptr;
@@ -95,7 +97,14 @@ bool in_keyboard_map(uint8_t ch) {
   return false;
 }
 
+// The queue's ends and its count agree.
+[[maybe_unused]] bool queue_consistent() {
+  return (k.queue_head == nullptr) == (k.queue_tail == nullptr) &&
+         (k.queue_head == nullptr) == (k.queued == 0) && k.queued >= 0;
+}
+
 uint16_t take_queued() {
+  assert(k.queue_head != nullptr && queue_consistent());
   QueuedKey* node = k.queue_head;
   uint16_t key = node->key;
   k.queue_head = node->next;
@@ -173,6 +182,14 @@ uint16_t key_from_record_fields(uint16_t scan, uint8_t ch, uint32_t control_stat
   return key;
 }
 
+uint16_t key_for_record(const InputRecord& rec) {
+  switch (classify(rec)) {
+    case 1: return rec.ch;
+    case 2: return key_from_record_fields(rec.scan, rec.ch, rec.control_state);
+    default: return rec.kind == INPUT_MOUSE ? KEY_MOUSE : KEY_NONE;
+  }
+}
+
 uint16_t read_key(bool peek) {
   for (;;) {
     int waited = console_wait(k.idle_hook != nullptr ? k.idle_period : -1);
@@ -181,6 +198,7 @@ uint16_t read_key(bool peek) {
       continue;
     }
     if (waited == CONSOLE_WAIT_WAKE) {
+      if (k.wake_hook != nullptr) k.wake_hook();
       if (k.queue_head != nullptr) return 0;
       continue;
     }
@@ -240,6 +258,9 @@ void run_in_saved_context(void (*handler)(int), int argument) {
 uint16_t get_key() {
   for (;;) {
     uint16_t key;
+    // Keys posted by other threads join the queue before it is looked at, so that they
+    // come ahead of console input as stuffed keys do.
+    if (k.queue_head == nullptr && k.wake_hook != nullptr) k.wake_hook();
     if (k.queue_head == nullptr) {
       key = read_key(false);
       if (key != 0 || k.queue_head == nullptr) {
@@ -291,6 +312,7 @@ int stuff_key(uint16_t key) {
   else k.queue_head = node;
   k.queue_tail = node;
   k.queued++;
+  assert(queue_consistent());
   console_wake();
   return 0;
 }
@@ -337,6 +359,7 @@ void clear_hot_keys() {
 }
 
 void set_key_filter(KeyFilter filter) { k.filter = filter; }
+void set_wake_hook(void (*hook)()) { k.wake_hook = hook; }
 void set_idle_hook(IdleHook hook) { k.idle_hook = hook; }
 void set_idle_period(int milliseconds) { k.idle_period = milliseconds > 0 ? milliseconds : 100; }
 void set_mouse_handler(MouseHandler handler) { k.mouse_handler = handler; }

@@ -3,7 +3,8 @@
 // stored texts in GPRC portions, the procedure list across portions with trigger actions,
 // the trigger list row by row, the kernel-error texts and the translation-error list.
 #include "catalog_peer.h"
-#include "editor/kernel_report.h"
+#include "client/kernel_report.h"
+#include "editor/error_list.h"
 
 namespace tavrel {
 namespace {

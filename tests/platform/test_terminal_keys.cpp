@@ -1,54 +1,17 @@
 // The terminal key decoder: byte strings as xterm, tmux, rxvt and the Linux console send
 // them, the records they must give, and the key codes the keyboard layer makes of those
-// records by its documented rules (so that a wrong scan code, character or modifier bit shows
-// up as the wrong key code).
+// records, named from its key table where the program binds them (so that a wrong scan code,
+// character or modifier bit shows up as the wrong key).
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
 #include "platform/terminal_keys.h"
+#include "tui/keyboard.h"
 
 namespace tavrel {
 namespace {
-
-// The keyboard layer's rules for turning a key record into a 16-bit key code: scan code in
-// the high byte, character in the low byte, with the modifier adjustments.
-uint16_t key_code(const InputRecord& r) {
-  uint32_t alt = r.control_state & (CK_LEFT_ALT | CK_RIGHT_ALT);
-  uint32_t ctrl = r.control_state & (CK_LEFT_CTRL | CK_RIGHT_CTRL);
-  if (alt == 0 && ctrl == 0 && r.ch >= 0x20 && r.ch <= 0x7E) return r.ch;
-  auto key = static_cast<uint16_t>((r.scan << 8) + static_cast<int8_t>(r.ch));
-  const uint8_t scan = static_cast<uint8_t>(key >> 8);
-  for (int nav : {0x48, 0x50, 0x4B, 0x4D, 0x49, 0x51, 0x47, 0x4F, 0x52, 0x53}) {
-    if (scan == nav) key &= 0xFF00;
-  }
-  if (alt != 0) {
-    if (r.scan >= 0x01 && r.scan <= 0x0A) {
-      key = static_cast<uint16_t>((r.scan << 8) + 0x7600);
-    } else if ((key & 0xFF) != 0) {
-      key = static_cast<uint16_t>(r.scan << 8);
-    } else {
-      key = static_cast<uint16_t>(key + 0x2D00);
-    }
-  } else if (ctrl != 0) {
-    struct { uint16_t key, add; } ctrl_moves[] = {{0x4F00, 0x0300}, {0x5100, 0x0200},
-                                                   {0x4D00, 0x0400}, {0x4700, 0x0D00},
-                                                   {0x4900, 0x1800}, {0x4B00, 0x0500}};
-    for (auto m : ctrl_moves) {
-      if (key == m.key) {
-        key = static_cast<uint16_t>(key + m.add);
-        break;
-      }
-    }
-    key = static_cast<uint16_t>(key + 0x2300);
-  } else if (r.control_state & CK_SHIFT) {
-    if (key == 0x0F09) key = 0x0F00;
-    if (key >= 0x3B00 && key <= 0x4400) key = static_cast<uint16_t>(key + 0x1900);
-  }
-  if (r.scan == 1 || key == 27) key = 0x011B;
-  return key;
-}
 
 // Decodes all of bytes (as one read, the Esc time-out passed at the end).
 std::vector<InputRecord> decode_all(const std::string& bytes, TermInputState* state) {
@@ -81,16 +44,16 @@ struct KeyCase {
 
 const KeyCase KEY_CASES[] = {
     // Text and the keys of the main block.
-    {"any", "a", 'A', 0x1E, 'a', 0, 0x0061},
-    {"any", "A", 'A', 0x1E, 'A', SHIFT, 0x0041},
-    {"any", " ", 0x20, 0x39, ' ', 0, 0x0020},
-    {"any", "?", 0xBF, 0x35, '?', SHIFT, 0x003F},
-    {"any", "\r", 0x0D, 0x1C, 0x0D, 0, 0x1C0D},
-    {"any", "\t", 0x09, 0x0F, 0x09, 0, 0x0F09},
-    {"any", "\x7f", 0x08, 0x0E, 0x08, 0, 0x0E08},
-    {"any", "\x08", 0x08, 0x0E, 0x08, 0, 0x0E08},
-    {"any", "\x1b", 0x1B, 0x01, 0x1B, 0, 0x011B},
-    {"any", "\x19", 'Y', 0x15, 0x19, CTRL, 0x3819},  // Ctrl+Y
+    {"any", "a", 'A', 0x1E, 'a', 0, 'a'},
+    {"any", "A", 'A', 0x1E, 'A', SHIFT, 'A'},
+    {"any", " ", 0x20, 0x39, ' ', 0, ' '},
+    {"any", "?", 0xBF, 0x35, '?', SHIFT, '?'},
+    {"any", "\r", 0x0D, 0x1C, 0x0D, 0, KEY_ENTER},
+    {"any", "\t", 0x09, 0x0F, 0x09, 0, KEY_TAB},
+    {"any", "\x7f", 0x08, 0x0E, 0x08, 0, KEY_BACKSPACE},
+    {"any", "\x08", 0x08, 0x0E, 0x08, 0, KEY_BACKSPACE},
+    {"any", "\x1b", 0x1B, 0x01, 0x1B, 0, KEY_ESC},
+    {"any", "\x19", 'Y', 0x15, 0x19, CTRL, KEY_CTRL_Y},  // Ctrl+Y
     {"any", "\x01", 'A', 0x1E, 0x01, CTRL, 0x4101},  // Ctrl+A
     {"any", "\x0a", 'J', 0x24, 0x0A, CTRL, 0x470A},  // Ctrl+J, not Enter
     // Cyrillic typed as UTF-8: the CP866 byte and the scan code of the ЙЦУКЕН key.
@@ -103,65 +66,65 @@ const KeyCase KEY_CASES[] = {
     {"any", "э", 0xDE, 0x28, 0xED, 0, 0x27ED},
     {"any", "№", 0, 0, 0xFC, 0, 0xFFFC},
     // Alt as an ESC prefix, Cyrillic letters included: Alt+Ч is Alt+X.
-    {"xterm", "\x1bx", 'X', 0x2D, 'x', ALT, 0x2D00},
-    {"xterm", "\x1b" "ч", 'X', 0x2D, 0xE7, ALT, 0x2D00},
-    {"xterm", "\x1b" "Ч", 'X', 0x2D, 0x97, ALT | SHIFT, 0x2D00},
-    {"xterm", "\x1b" "в", 'D', 0x20, 0xA2, ALT, 0x2000},
+    {"xterm", "\x1bx", 'X', 0x2D, 'x', ALT, KEY_ALT_X},
+    {"xterm", "\x1b" "ч", 'X', 0x2D, 0xE7, ALT, KEY_ALT_X},
+    {"xterm", "\x1b" "Ч", 'X', 0x2D, 0x97, ALT | SHIFT, KEY_ALT_X},
+    {"xterm", "\x1b" "в", 'D', 0x20, 0xA2, ALT, KEY_ALT_D},
     {"xterm", "\x1b" "1", '1', 0x02, '1', ALT, 0x7800},
     {"xterm", "\x1b" "0", '0', 0x0B, '0', ALT, 0x0B00},
-    {"xterm", "\x1b\x1b[A", 0x26, 0x48, 0, ALT | ENH, 0x7500},  // rxvt's Alt+Up
+    {"xterm", "\x1b\x1b[A", 0x26, 0x48, 0, ALT | ENH, KEY_ALT_UP},  // rxvt's Alt+Up
     {"xterm", "\x1b\x19", 'Y', 0x15, 0x19, ALT | CTRL, 0x1500},
     // Function keys with modifiers.
-    {"xterm", "\x1bOP", 0x70, 0x3B, 0, 0, 0x3B00},
-    {"xterm", "\x1bOS", 0x73, 0x3E, 0, 0, 0x3E00},
-    {"xterm", "\x1b[1;2P", 0x70, 0x3B, 0, SHIFT, 0x5400},
-    {"xterm", "\x1b[1;5P", 0x70, 0x3B, 0, CTRL, 0x5E00},
-    {"xterm", "\x1b[1;3P", 0x70, 0x3B, 0, ALT, 0x6800},
-    {"xterm", "\x1b[15~", 0x74, 0x3F, 0, 0, 0x3F00},
-    {"xterm", "\x1b[18;5~", 0x76, 0x41, 0, CTRL, 0x6400},
-    {"xterm", "\x1b[20;2~", 0x78, 0x43, 0, SHIFT, 0x5C00},
-    {"xterm", "\x1b[21~", 0x79, 0x44, 0, 0, 0x4400},
-    {"xterm", "\x1b[21;2~", 0x79, 0x44, 0, SHIFT, 0x5D00},
+    {"xterm", "\x1bOP", 0x70, 0x3B, 0, 0, KEY_F1},
+    {"xterm", "\x1bOS", 0x73, 0x3E, 0, 0, KEY_F4},
+    {"xterm", "\x1b[1;2P", 0x70, 0x3B, 0, SHIFT, KEY_SHIFT_F1},
+    {"xterm", "\x1b[1;5P", 0x70, 0x3B, 0, CTRL, KEY_CTRL_F1},
+    {"xterm", "\x1b[1;3P", 0x70, 0x3B, 0, ALT, KEY_ALT_F1},
+    {"xterm", "\x1b[15~", 0x74, 0x3F, 0, 0, KEY_F5},
+    {"xterm", "\x1b[18;5~", 0x76, 0x41, 0, CTRL, KEY_CTRL_F7},
+    {"xterm", "\x1b[20;2~", 0x78, 0x43, 0, SHIFT, KEY_SHIFT_F9},
+    {"xterm", "\x1b[21~", 0x79, 0x44, 0, 0, KEY_F10},
+    {"xterm", "\x1b[21;2~", 0x79, 0x44, 0, SHIFT, KEY_SHIFT_F10},
     {"xterm", "\x1b[21;3~", 0x79, 0x44, 0, ALT, 0x7100},
     {"xterm", "\x1b[21;9~", 0x79, 0x44, 0, ALT, 0x7100},  // Meta counts as Alt
-    {"xterm", "\x1b[24~", 0x7B, 0x58, 0, 0, 0x5800},
-    {"konsole", "\x1bO2P", 0x70, 0x3B, 0, SHIFT, 0x5400},
+    {"xterm", "\x1b[24~", 0x7B, 0x58, 0, 0, 0x5800},  // F12: the code of Shift+F5
+    {"konsole", "\x1bO2P", 0x70, 0x3B, 0, SHIFT, KEY_SHIFT_F1},
     // Cursor block.
-    {"xterm", "\x1b[A", 0x26, 0x48, 0, ENH, 0x4800},
-    {"xterm", "\x1bOB", 0x28, 0x50, 0, ENH, 0x5000},
-    {"xterm", "\x1b[H", 0x24, 0x47, 0, ENH, 0x4700},
-    {"xterm", "\x1b[F", 0x23, 0x4F, 0, ENH, 0x4F00},
-    {"xterm", "\x1b[1;3A", 0x26, 0x48, 0, ALT | ENH, 0x7500},
-    {"xterm", "\x1b[1;5D", 0x25, 0x4B, 0, CTRL | ENH, 0x7300},
-    {"xterm", "\x1b[1;5C", 0x27, 0x4D, 0, CTRL | ENH, 0x7400},
-    {"xterm", "\x1b[1;5F", 0x23, 0x4F, 0, CTRL | ENH, 0x7500},
-    {"xterm", "\x1b[1;5H", 0x24, 0x47, 0, CTRL | ENH, 0x7700},
-    {"xterm", "\x1b[5;5~", 0x21, 0x49, 0, CTRL | ENH, 0x8400},
-    {"xterm", "\x1b[6;5~", 0x22, 0x51, 0, CTRL | ENH, 0x7600},
-    {"xterm", "\x1b[2~", 0x2D, 0x52, 0, ENH, 0x5200},
-    {"xterm", "\x1b[3~", 0x2E, 0x53, 0, ENH, 0x5300},
+    {"xterm", "\x1b[A", 0x26, 0x48, 0, ENH, KEY_UP},
+    {"xterm", "\x1bOB", 0x28, 0x50, 0, ENH, KEY_DOWN},
+    {"xterm", "\x1b[H", 0x24, 0x47, 0, ENH, KEY_HOME},
+    {"xterm", "\x1b[F", 0x23, 0x4F, 0, ENH, KEY_END},
+    {"xterm", "\x1b[1;3A", 0x26, 0x48, 0, ALT | ENH, KEY_ALT_UP},
+    {"xterm", "\x1b[1;5D", 0x25, 0x4B, 0, CTRL | ENH, KEY_CTRL_LEFT},
+    {"xterm", "\x1b[1;5C", 0x27, 0x4D, 0, CTRL | ENH, KEY_CTRL_RIGHT},
+    {"xterm", "\x1b[1;5F", 0x23, 0x4F, 0, CTRL | ENH, KEY_CTRL_END},
+    {"xterm", "\x1b[1;5H", 0x24, 0x47, 0, CTRL | ENH, KEY_CTRL_HOME},
+    {"xterm", "\x1b[5;5~", 0x21, 0x49, 0, CTRL | ENH, KEY_CTRL_PGUP},
+    {"xterm", "\x1b[6;5~", 0x22, 0x51, 0, CTRL | ENH, KEY_CTRL_PGDN},
+    {"xterm", "\x1b[2~", 0x2D, 0x52, 0, ENH, KEY_INS},
+    {"xterm", "\x1b[3~", 0x2E, 0x53, 0, ENH, KEY_DEL},
     {"xterm", "\x1b[3;3~", 0x2E, 0x53, 0, ALT | ENH, 0x8000},
-    {"xterm", "\x1b[Z", 0x09, 0x0F, 0x09, SHIFT, 0x0F00},
-    {"xterm", "\x1bOM", 0x0D, 0x1C, 0x0D, ENH, 0x1C0D},
+    {"xterm", "\x1b[Z", 0x09, 0x0F, 0x09, SHIFT, KEY_SHIFT_TAB},
+    {"xterm", "\x1bOM", 0x0D, 0x1C, 0x0D, ENH, KEY_ENTER},
     // xterm's forms that name a character with its modifiers.
-    {"xterm", "\x1b[27;5;121~", 'Y', 0x15, 0x19, CTRL, 0x3819},
+    {"xterm", "\x1b[27;5;121~", 'Y', 0x15, 0x19, CTRL, KEY_CTRL_Y},
     {"kitty", "\x1b[121;3u", 'Y', 0x15, 'y', ALT, 0x1500},
-    {"kitty", "\x1b[1095;3u", 'X', 0x2D, 0xE7, ALT, 0x2D00},  // Alt+ч
-    {"kitty", "\x1b[27u", 0x1B, 0x01, 0x1B, 0, 0x011B},
+    {"kitty", "\x1b[1095;3u", 'X', 0x2D, 0xE7, ALT, KEY_ALT_X},  // Alt+ч
+    {"kitty", "\x1b[27u", 0x1B, 0x01, 0x1B, 0, KEY_ESC},
     // tmux (its own key encoding inside the pane).
-    {"tmux", "\x1b[1~", 0x24, 0x47, 0, ENH, 0x4700},
-    {"tmux", "\x1b[4~", 0x23, 0x4F, 0, ENH, 0x4F00},
-    {"tmux", "\x1b[15;5~", 0x74, 0x3F, 0, CTRL, 0x6200},
-    {"tmux", "\x1b[1;6P", 0x70, 0x3B, 0, CTRL | SHIFT, 0x5E00},
+    {"tmux", "\x1b[1~", 0x24, 0x47, 0, ENH, KEY_HOME},
+    {"tmux", "\x1b[4~", 0x23, 0x4F, 0, ENH, KEY_END},
+    {"tmux", "\x1b[15;5~", 0x74, 0x3F, 0, CTRL, KEY_CTRL_F5},
+    {"tmux", "\x1b[1;6P", 0x70, 0x3B, 0, CTRL | SHIFT, KEY_CTRL_F1},
     // rxvt.
-    {"rxvt", "\x1b[7~", 0x24, 0x47, 0, ENH, 0x4700},
-    {"rxvt", "\x1b[8~", 0x23, 0x4F, 0, ENH, 0x4F00},
+    {"rxvt", "\x1b[7~", 0x24, 0x47, 0, ENH, KEY_HOME},
+    {"rxvt", "\x1b[8~", 0x23, 0x4F, 0, ENH, KEY_END},
     // The Linux console.
-    {"linux", "\x1b[[A", 0x70, 0x3B, 0, 0, 0x3B00},
-    {"linux", "\x1b[[E", 0x74, 0x3F, 0, 0, 0x3F00},
-    {"linux", "\x1b[17~", 0x75, 0x40, 0, 0, 0x4000},
+    {"linux", "\x1b[[A", 0x70, 0x3B, 0, 0, KEY_F1},
+    {"linux", "\x1b[[E", 0x74, 0x3F, 0, 0, KEY_F5},
+    {"linux", "\x1b[17~", 0x75, 0x40, 0, 0, KEY_F6},
     {"linux", "\x1b[25~", 0x72, 0x3D, 0, SHIFT, 0x5600},
-    {"linux", "\x1b[34~", 0x79, 0x44, 0, SHIFT, 0x5D00},
+    {"linux", "\x1b[34~", 0x79, 0x44, 0, SHIFT, KEY_SHIFT_F10},
     {"linux", "\x1b[G", 0x0C, 0x4C, 0, 0, 0x4C00},
 };
 
@@ -179,7 +142,7 @@ TEST(TerminalKeys, SequencesGiveTheirRecordsAndKeyCodes) {
     EXPECT_EQ(r.scan, c.scan);
     EXPECT_EQ(r.ch, c.ch);
     EXPECT_EQ(r.control_state, c.control);
-    EXPECT_EQ(key_code(r), c.key);
+    EXPECT_EQ(key_for_record(r), c.key);
   }
 }
 
@@ -200,7 +163,7 @@ TEST(TerminalKeys, ByteByByteWaitsForTheWholeSequence) {
     EXPECT_EQ(static_cast<size_t>(r.consumed), bytes.size());
     EXPECT_EQ(given, bytes.size()) << "accepted before the sequence was whole";
     ASSERT_EQ(r.count, 1);
-    EXPECT_EQ(key_code(r.record), c.key);
+    EXPECT_EQ(key_for_record(r.record), c.key);
   }
 }
 
@@ -211,15 +174,15 @@ TEST(TerminalKeys, UnfinishedInputBeforeAndAfterTheTimeOut) {
     int consumed_when_final;
     uint16_t key_when_final;  // 0: no record
   } cases[] = {
-      {"\x1b", TERM_DECODE_ACCEPT, 1, 0x011B},              // Esc
+      {"\x1b", TERM_DECODE_ACCEPT, 1, KEY_ESC},              // Esc
       {"\x1b[", TERM_DECODE_ACCEPT, 2, 0x1A00},             // Alt+[
       {"\x1bO", TERM_DECODE_ACCEPT, 2, 0x1800},             // Alt+O
       {"\x1b[1;5", TERM_DECODE_ACCEPT, 2, 0x1A00},          // cut short: Alt+[, then text
       {"\x1b[[", TERM_DECODE_ACCEPT, 2, 0x1A00},
       {"\x1b[<0;10", TERM_DECODE_ACCEPT, 2, 0x1A00},
-      {"\x1b\x1b", TERM_DECODE_ACCEPT, 1, 0x011B},          // two Esc presses, not Alt+Esc
+      {"\x1b\x1b", TERM_DECODE_ACCEPT, 1, KEY_ESC},          // two Esc presses, not Alt+Esc
       {"\xd1", TERM_DECODE_REJECT, 1, 0},                   // half a character
-      {"\x1b\xd1", TERM_DECODE_ACCEPT, 1, 0x011B},
+      {"\x1b\xd1", TERM_DECODE_ACCEPT, 1, KEY_ESC},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(testing::PrintToString(std::string(c.bytes)));
@@ -234,7 +197,7 @@ TEST(TerminalKeys, UnfinishedInputBeforeAndAfterTheTimeOut) {
     EXPECT_EQ(r.consumed, c.consumed_when_final);
     EXPECT_EQ(r.count, c.key_when_final != 0 ? 1 : 0);
     if (r.count == 1) {
-      EXPECT_EQ(key_code(r.record), c.key_when_final);
+      EXPECT_EQ(key_for_record(r.record), c.key_when_final);
     }
   }
 }
@@ -244,20 +207,20 @@ TEST(TerminalKeys, NoiseIsDroppedWithoutSwallowingWhatFollows) {
     const char* bytes;
     std::vector<uint16_t> keys;
   } cases[] = {
-      {"\x1b[Ia", {0x0061}},              // focus report, then a key
-      {"\x1b[?1;2cb", {0x0062}},          // a device attributes reply
-      {"\x1b[99~c", {0x0063}},            // an unknown function key
-      {"\xff" "d", {0x0064}},             // not UTF-8
-      {"\xe2\x82\xac" "e", {0x0065}},     // € has no CP866 byte
-      {"\x1b[A\x1b[B\x1bOP", {0x4800, 0x5000, 0x3B00}},
-      {"\x1b\x1b", {0x011B, 0x011B}},
-      {"\x1b[1;5", {0x1A00, 0x0031, 0x003B, 0x0035}},
+      {"\x1b[Ia", {'a'}},              // focus report, then a key
+      {"\x1b[?1;2cb", {'b'}},          // a device attributes reply
+      {"\x1b[99~c", {'c'}},            // an unknown function key
+      {"\xff" "d", {'d'}},             // not UTF-8
+      {"\xe2\x82\xac" "e", {'e'}},     // € has no CP866 byte
+      {"\x1b[A\x1b[B\x1bOP", {KEY_UP, KEY_DOWN, KEY_F1}},
+      {"\x1b\x1b", {KEY_ESC, KEY_ESC}},
+      {"\x1b[1;5", {0x1A00, '1', ';', '5'}},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(testing::PrintToString(std::string(c.bytes)));
     TermInputState state{};
     std::vector<uint16_t> keys;
-    for (const InputRecord& r : decode_all(c.bytes, &state)) keys.push_back(key_code(r));
+    for (const InputRecord& r : decode_all(c.bytes, &state)) keys.push_back(key_for_record(r));
     EXPECT_EQ(keys, c.keys);
   }
 }
@@ -318,7 +281,7 @@ TEST(TerminalKeys, EveryCyrillicLetterHasItsLatinKey) {
     EXPECT_GE(cyr[0].ch, 0xA0);
     EXPECT_EQ(cyr[0].scan, lat[0].scan);
     EXPECT_EQ(cyr[0].virtual_key, lat[0].virtual_key);
-    EXPECT_EQ(key_code(cyr[0]), key_code(lat[0]));
+    EXPECT_EQ(key_for_record(cyr[0]), key_for_record(lat[0]));
   }
 }
 

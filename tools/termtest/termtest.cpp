@@ -2,8 +2,9 @@
 // draws a desktop, a double-framed window with box-drawing glyphs, the classic glyphs of the
 // control bytes and Cyrillic text, a list of the last input records and a hint line, sets a
 // Cyrillic window title, and then shows each input record it reads (virtual key, scan code,
-// CP866 character, control-key state, and the key code the keyboard layer makes of it; or the
-// mouse position, buttons and flags). F10 or Alt+X ends it.
+// CP866 character, control-key state, and the key code the keyboard layer makes of it, with
+// its name on the screen when it has one; or the mouse position, buttons and flags). F10 or
+// Alt+X ends it.
 //
 //   termtest [--log FILE]    FILE gets one line per record, and "ready" / "exit" lines.
 #include <cstdio>
@@ -12,6 +13,7 @@
 #include <vector>
 
 #include "platform/console.h"
+#include "tui/keyboard.h"
 
 using namespace tavrel;
 
@@ -26,8 +28,6 @@ constexpr uint8_t ATTR_LIST = 0x30;
 constexpr uint8_t ATTR_HINT = 0x70;
 constexpr uint8_t ATTR_HINT_KEY = 0x74;
 constexpr uint8_t ATTR_BRIGHT_BACK = 0xCF;  // bright red background (bit 7), white text
-constexpr uint16_t KEY_F10 = 0x4400;
-constexpr uint16_t KEY_ALT_X = 0x2D00;
 constexpr int LIST_TOP = 15, LIST_ROWS = 7;
 
 // CP866 texts (the source is UTF-8, the screen is CP866).
@@ -77,57 +77,13 @@ void frame(int left, int top, int right, int bottom, bool double_line, const cha
   put_text(left + (right - left + 1 - width) / 2, top, title, attr);
 }
 
-// The key code the keyboard layer makes of a key record that reaches it as a record (its
-// rules for scan code, signed character, navigation keys and modifiers); a plain printable
-// character is read as the character alone.
-uint16_t key_code(const InputRecord& r) {
-  uint32_t alt = r.control_state & (CK_LEFT_ALT | CK_RIGHT_ALT);
-  uint32_t ctrl = r.control_state & (CK_LEFT_CTRL | CK_RIGHT_CTRL);
-  if (alt == 0 && ctrl == 0 && r.ch >= 0x20 && r.ch <= 0x7E) return r.ch;
-  auto key = static_cast<uint16_t>((r.scan << 8) + static_cast<int8_t>(r.ch));
-  int scan = key >> 8;
-  if (scan == 0x48 || scan == 0x50 || scan == 0x4B || scan == 0x4D || scan == 0x49 ||
-      scan == 0x51 || scan == 0x47 || scan == 0x4F || scan == 0x52 || scan == 0x53) {
-    key &= 0xFF00;
-  }
-  if (alt != 0) {
-    if (r.scan >= 0x01 && r.scan <= 0x0A) {
-      key = static_cast<uint16_t>((r.scan << 8) + 0x7600);
-    } else if ((key & 0xFF) != 0) {
-      key = static_cast<uint16_t>(r.scan << 8);
-    } else {
-      key = static_cast<uint16_t>(key + 0x2D00);
-    }
-  } else if (ctrl != 0) {
-    static const uint16_t MOVES[][2] = {{0x4F00, 0x0300}, {0x5100, 0x0200}, {0x4D00, 0x0400},
-                                        {0x4700, 0x0D00}, {0x4900, 0x1800}, {0x4B00, 0x0500}};
-    for (const auto& m : MOVES) {
-      if (key == m[0]) {
-        key = static_cast<uint16_t>(key + m[1]);
-        break;
-      }
-    }
-    key = static_cast<uint16_t>(key + 0x2300);
-  } else if (r.control_state & CK_SHIFT) {
-    if (key == 0x0F09) key = 0x0F00;
-    if (key >= 0x3B00 && key <= 0x4400) key = static_cast<uint16_t>(key + 0x1900);
-  }
-  if (r.scan == 1 || key == 27) key = 0x011B;
-  return key;
-}
-
-// Modifier keys pressed alone are not keys.
-bool is_modifier_scan(uint16_t scan) {
-  return scan == 0x1D || scan == 0x2A || scan == 0x36 || scan == 0x38 || scan == 0x3A ||
-         scan == 0x45 || scan == 0x46;
-}
-
+// The log line of a record; the key's code is what the keyboard layer makes of it.
 std::string describe(const InputRecord& r) {
   char line[128];
   if (r.kind == INPUT_KEY) {
     std::snprintf(line, sizeof line, "key vk=%02X scan=%02X ch=%02X ctrl=%04X code=%04X",
                   r.virtual_key, r.scan, r.ch, static_cast<unsigned>(r.control_state),
-                  key_code(r));
+                  key_for_record(r));
   } else if (r.kind == INPUT_MOUSE) {
     std::snprintf(line, sizeof line, "mouse x=%d y=%d buttons=%04X flags=%04X ctrl=%04X",
                   r.mouse_x, r.mouse_y, static_cast<unsigned>(r.button_state),
@@ -216,13 +172,16 @@ int main(int argc, char** argv) {
     InputRecord rec;
     bool quit = false;
     while (con->read_input(&rec) == 1) {
-      if (rec.kind == INPUT_KEY && (!rec.key_down || is_modifier_scan(rec.scan))) continue;
+      // Key-ups and modifier keys pressed alone are not keys.
+      if (rec.kind == INPUT_KEY && key_record_class(rec) == 0) continue;
       if (rec.kind == INPUT_OTHER) continue;
       std::string line = describe(rec);
       log_line(line);
-      g_list.push_back(line);
+      // On the screen a named key shows its name too.
+      const char* name = rec.kind == INPUT_KEY ? key_name(key_for_record(rec)) : nullptr;
+      g_list.push_back(name != nullptr ? line + " " + name : line);
       if (rec.kind == INPUT_KEY) {
-        uint16_t code = key_code(rec);
+        uint16_t code = key_for_record(rec);
         quit = quit || code == KEY_F10 || code == KEY_ALT_X;
       }
     }

@@ -27,7 +27,9 @@ namespace tavrel {
 
 struct IpcEndpoint {
   int fd = -1;
-  volatile sig_atomic_t stopped = 0;  // an empty datagram is not a stop
+  // Set by the stopping thread (or a signal handler) and read by the receiving thread: an
+  // atomic, since a volatile flag is no hand-over between threads.
+  std::atomic<int> stopped{0};        // an empty datagram is not a stop
   std::atomic<int> woken{0};          // an empty datagram then is a wake (reply endpoints)
   int record_fd = -1;     // servers: the locked process record
   char path[108] = {};    // bound socket path, removed on close
@@ -104,11 +106,14 @@ int bind_socket(IpcEndpoint* ep, const char* path) {
   return 0;
 }
 
-// The endpoint whose receive a signal stops.
-IpcEndpoint* volatile g_signal_endpoint = nullptr;
+// The endpoint whose receive a signal stops; set by the thread that opened the server and
+// read by the handler on whichever thread takes the signal.
+std::atomic<IpcEndpoint*> g_signal_endpoint{nullptr};
+// Both are touched inside a signal handler, which only a lock-free atomic allows.
+static_assert(std::atomic<int>::is_always_lock_free && std::atomic<IpcEndpoint*>::is_always_lock_free);
 
 extern "C" void stop_handler(int) {
-  IpcEndpoint* ep = g_signal_endpoint;
+  IpcEndpoint* ep = g_signal_endpoint.load();
   if (ep != nullptr) {
     ep->stopped = 1;
     shutdown(ep->fd, SHUT_RD);
@@ -202,7 +207,8 @@ void ipc_receive_stop(IpcEndpoint* ep) {
 
 void ipc_close(IpcEndpoint* ep) {
   if (ep == nullptr) return;
-  if (g_signal_endpoint == ep) g_signal_endpoint = nullptr;
+  IpcEndpoint* expected = ep;
+  g_signal_endpoint.compare_exchange_strong(expected, nullptr);
   if (ep->fd >= 0) close(ep->fd);
   if (ep->path[0] != 0) unlink(ep->path);
   if (ep->record[0] != 0) unlink(ep->record);

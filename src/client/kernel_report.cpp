@@ -1,11 +1,13 @@
-// The kernel seam and the kernel-error report: the text of a return code (the debugger's
-// own errors by their system code, the channel's and the login's codes by fixed texts,
-// network codes by number, and everything else as the kernel words it through GETE).
+// The kernel-error report: the text of a return code (the debugger's own errors by their
+// system code, the channel's and the login's codes by fixed texts, network codes by number,
+// and everything else as the kernel words it through GETE), and its showing.
+#include "client/kernel_report.h"
+
+#include <cassert>
 #include <cstdio>
 #include <cstring>
 
-#include "channel/channel.h"
-#include "editor/kernel_report.h"
+#include "client/ui_post.h"
 #include "tui/messages.h"
 #include "tui/msgbox.h"
 #include "tui/screen.h"
@@ -14,7 +16,6 @@ namespace tavrel {
 
 namespace {
 
-KernelCall g_call = nullptr;
 void (*g_sink)(const char* text) = nullptr;
 
 // Debugger errors by system code.
@@ -62,16 +63,6 @@ std::string code_text(uint32_t code) {
 
 }  // namespace
 
-void kernel_call_set(KernelCall call) { g_call = call; }
-
-uint32_t kernel_call(RequestBlock* block, const void* buffer1, const void* buffer2, void* buffer3,
-                     void* answer) {
-  if (g_call != nullptr) return g_call(block, buffer1, buffer2, buffer3, answer);
-  return channel_call(block, buffer1, buffer2, buffer3, answer);
-}
-
-void set_command(RequestBlock* block, const char* code) { std::memcpy(block->command, code, 4); }
-
 std::string kernel_error_text(RequestBlock* block, uint32_t code, uint32_t system_code) {
   if (code == KERNEL_DEBUGGER_ERROR) {
     for (const DebuggerError& e : DEBUGGER_ERRORS)
@@ -104,6 +95,9 @@ std::string kernel_error_text(RequestBlock* block, uint32_t code, uint32_t syste
 void kernel_report_set_sink(void (*sink)(const char* text)) { g_sink = sink; }
 
 void report_kernel_error(RequestBlock* block, uint32_t code, uint32_t system_code) {
+  // A message box reads keys and draws: only the user-interface thread may do that. Other
+  // threads hand their failures over with ui_post.
+  assert(ui_thread_current());
   const std::string text = kernel_error_text(block, code, system_code);
   // Open dialogs leave the screen while the message is shown, so none can hide it.
   const int hidden = dialogs_hide();
