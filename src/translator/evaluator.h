@@ -3,10 +3,11 @@
 // let evaluations nest.
 //
 // Each evaluation opens a frame (carved from the frames pool of stack memory) with its own
-// lexer and string-pool level, and closes it on every exit. A diagnostic abandons the
-// evaluation: the recursive-descent parser returns a status up to the entry, which closes the
-// frame, so nothing is skipped and nothing leaks. Only the first diagnostic of an evaluation
-// reaches the caller's reporter.
+// lexer and string-pool level, reads the text into a typed tree (tree_parser.h) and evaluates
+// the tree (tree_eval.h), and closes the frame on every exit. A diagnostic abandons the
+// evaluation: each phase returns a status up to the entry, which closes the frame, so nothing
+// is skipped and nothing leaks. Only the first diagnostic of an evaluation reaches the
+// caller's reporter.
 #pragma once
 
 #include <cstdint>
@@ -19,14 +20,11 @@
 namespace tavrel {
 
 enum EvalFlags : unsigned {
-  EVAL_CHECK_ONLY = 1,  // type-check only: nothing is computed, the result carries a type
+  EVAL_CHECK_ONLY = 1,  // type-check the tree only: nothing is computed, the result carries a type
   EVAL_ASSIGN = 2,      // a text that assigns a variable does so through ctx.assign_variable
 };
 
 constexpr int EVAL_FAILED = -1;
-constexpr int MAX_NESTING = 100;   // nested operands (parentheses, unary operators, calls)
-constexpr int MAX_CALL_ARGS = 32;  // arguments of one call
-constexpr int MAX_FRAMES = 16;     // evaluations open at once in one context
 
 struct EvalOutcome {
   int diagnostic;  // the first diagnostic, -1 when none

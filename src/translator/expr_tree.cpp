@@ -1,0 +1,115 @@
+// The arena of expression trees and the check of a tree's invariants.
+#include "translator/expr_tree.h"
+
+#include <cassert>
+#include <cstdlib>
+#include <new>
+
+#include "translator/builtins.h"
+#include "translator/eval_ops.h"
+
+namespace tavrel {
+
+namespace {
+
+constexpr size_t ARENA_ALIGN = alignof(std::max_align_t);
+
+char* align_up(char* p) {
+  uintptr_t q = reinterpret_cast<uintptr_t>(p);
+  return reinterpret_cast<char*>((q + ARENA_ALIGN - 1) & ~(uintptr_t{ARENA_ALIGN} - 1));
+}
+
+}  // namespace
+
+void arena_init(TreeArena& arena, void* first, size_t first_size) {
+  arena.chunks = nullptr;
+  arena.used = 0;
+  arena.next = static_cast<char*>(first);
+  arena.end = first != nullptr ? arena.next + first_size : nullptr;
+}
+
+void* arena_alloc(TreeArena& arena, size_t n) {
+  n = (n + ARENA_ALIGN - 1) & ~(ARENA_ALIGN - 1);
+  char* p = arena.next != nullptr ? align_up(arena.next) : nullptr;
+  if (p == nullptr || p + n > arena.end) {
+    size_t size = n > ARENA_CHUNK_SIZE ? n : ARENA_CHUNK_SIZE;
+    void* raw = std::malloc(sizeof(ArenaChunk) + ARENA_ALIGN + size);
+    if (raw == nullptr) return nullptr;
+    ArenaChunk* chunk = static_cast<ArenaChunk*>(raw);
+    chunk->next = arena.chunks;
+    chunk->size = size;
+    arena.chunks = chunk;
+    p = align_up(static_cast<char*>(raw) + sizeof(ArenaChunk));
+    arena.end = p + size;
+  }
+  arena.next = p + n;
+  arena.used += n;
+  return p;
+}
+
+void arena_release(TreeArena& arena) {
+  ArenaChunk* c = arena.chunks;
+  while (c != nullptr) {
+    ArenaChunk* next = c->next;
+    std::free(c);
+    c = next;
+  }
+  arena_init(arena);
+}
+
+ExprNode* node_new(TreeArena& arena, NodeKind kind, SourcePlace start) {
+  void* room = arena_alloc(arena, sizeof(ExprNode));
+  if (room == nullptr) return nullptr;
+  ExprNode* n = new (room) ExprNode{};
+  n->kind = kind;
+  n->number = -1;
+  n->column = -1;
+  n->start = start;
+  n->at = start;
+  n->value = make_none();
+  return n;
+}
+
+bool tree_valid(const ExprNode* n) {
+  bool ok = n != nullptr && n->start.line >= 1 && n->start.column >= 1 &&
+            (n->at.line > n->start.line ||
+             (n->at.line == n->start.line && n->at.column >= n->start.column));
+  if (ok) {
+    switch (n->kind) {
+      case NodeKind::CONSTANT:
+        ok = n->left == nullptr && n->right == nullptr && n->value.type == n->type;
+        break;
+      case NodeKind::STRING:
+        ok = n->value.type == TYPE_CHAR && value_text(n->value) != nullptr;
+        break;
+      case NodeKind::VARIABLE:
+        ok = n->number >= 0 && n->left == nullptr;
+        break;
+      case NodeKind::INDEXED:
+        ok = n->number >= 0 && tree_valid(n->left);
+        break;
+      case NodeKind::UNARY:
+        ok = n->right == nullptr && tree_valid(n->left);
+        break;
+      case NodeKind::BINARY:
+        ok = tree_valid(n->left) && tree_valid(n->right);
+        break;
+      case NodeKind::CALL:
+      case NodeKind::ROUTINE:
+      case NodeKind::BYTES:
+      case NodeKind::SEQUENCE:
+        ok = n->count == 0 || n->args != nullptr;
+        if (n->kind == NodeKind::CALL) ok = ok && n->number >= 0 && n->number < BUILTIN_COUNT;
+        if (n->kind == NodeKind::SEQUENCE) ok = ok && n->count > 0;
+        for (int i = 0; ok && i < n->count; i++) ok = tree_valid(n->args[i]);
+        break;
+      case NodeKind::ASSIGN:
+        ok = n->number >= 0 && tree_valid(n->right) && (n->left == nullptr || tree_valid(n->left));
+        break;
+    }
+  }
+  assert(ok && "expression tree invariant");
+  return ok;
+}
+
+}  // namespace tavrel
