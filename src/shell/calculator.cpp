@@ -63,7 +63,9 @@ void calculator_init() {
   g_calc->ctx = EvalContext{};
   g_calc->ctx.strings = &g_calc->pool;
   g_calc->ctx.rand_state = 1;
-  // PRINT must not write over the screen: the context has no print sink.
+  // Nothing may write over the screen: PRINT has no sink, and the stores' notices (a full
+  // string table) are dropped; the evaluation's own diagnostic reaches the result field.
+  g_calc->ctx.notice = [](void*, std::string_view) {};
   g_calc->ready = true;
 }
 

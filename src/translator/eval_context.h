@@ -41,6 +41,9 @@ using RoutineCaller = int (*)(EvalContext& ctx, int routine, const Value* args, 
 using DiagnosticReporter = void (*)(void* user, int number, int line, int column);
 // Receives what PRINT writes (the whole message, no new line added).
 using PrintSink = void (*)(void* user, std::string_view text);
+// Receives a message of the value library about its stores (a full string table, memory
+// that could not be had), ending with a new line.
+using NoticeSink = void (*)(void* user, std::string_view text);
 
 // Default limits, sized for a calculator and a breakpoint condition.
 constexpr int MAX_NESTING = 100;   // nested operands (parentheses, unary operators, calls)
@@ -70,6 +73,8 @@ struct EvalContext {
   RoutineCaller call_routine = nullptr;     // without it a routine call is diagnostic 15
   DiagnosticReporter reporter = nullptr;
   void* reporter_user = nullptr;
+  NoticeSink notice = nullptr;              // without it notices go to the error stream
+  void* notice_user = nullptr;
   TranslateFrame* frame = nullptr;          // innermost open evaluation (owned by it)
 };
 

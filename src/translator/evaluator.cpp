@@ -3,6 +3,7 @@
 // also the expression class of a text and the caller's scopes for result texts.
 #include "translator/evaluator.h"
 
+#include <cstdio>
 #include <cstring>
 #include <new>
 
@@ -105,88 +106,175 @@ int fail_early(EvalContext& ctx, EvalOutcome* outcome) {
 
 }  // namespace
 
-int evaluate_source(const SourceProvider& source, uint8_t type, EvalContext& ctx, Value* result,
-                    EvalOutcome* outcome, unsigned flags) {
-  EvalOutcome local;
-  if (outcome == nullptr) outcome = &local;
+namespace {
+
+// An open translation frame and the marks its closing releases to.
+struct OpenFrame {
+  TranslateFrame* frame;
+  StackMark frame_mark;
+  StackMark text_mark;
+  StackMark token_mark;
+  int text_pool;
+  int token_pool;
+};
+
+// Opens a frame: a frame record, a fresh string-pool level. 0, or EVAL_FAILED after
+// reporting (no string pool, no memory, too many frames open).
+int frame_open(EvalContext& ctx, EvalOutcome* outcome, OpenFrame* f) {
   outcome_clear(outcome);
-  *result = make_none();
   if (ctx.strings == nullptr || ctx.strings->stack == nullptr) return fail_early(ctx, outcome);
   StackMemory& mem = *ctx.strings->stack;
   if (!ensure_stack_memory(mem)) return fail_early(ctx, outcome);
   int open_frames = 0;
-  for (const TranslateFrame* f = ctx.frame; f != nullptr; f = f->outer) open_frames++;
+  for (const TranslateFrame* t = ctx.frame; t != nullptr; t = t->outer) open_frames++;
   if (open_frames >= ctx.limits.max_frames) return fail_early(ctx, outcome);
-  StringPool& pool = *ctx.strings;
-  const int text_pool = pool.text_pool;
-  const int token_pool = other_text_pool(text_pool);
-
-  // Open the frame.
-  StackMark frame_mark = stack_mark(mem, STACK_FRAMES);
-  StackMark text_mark = stack_mark(mem, text_pool);
-  StackMark token_mark = stack_mark(mem, token_pool);
+  f->text_pool = ctx.strings->text_pool;
+  f->token_pool = other_text_pool(f->text_pool);
+  f->frame_mark = stack_mark(mem, STACK_FRAMES);
+  f->text_mark = stack_mark(mem, f->text_pool);
+  f->token_mark = stack_mark(mem, f->token_pool);
   // Stack memory hands out bytes at any offset: align the frame record.
   constexpr size_t ALIGN = alignof(TranslateFrame);
   char* raw = static_cast<char*>(get_stack_mem(mem, STACK_FRAMES, sizeof(TranslateFrame) + ALIGN));
   if (raw == nullptr) return fail_early(ctx, outcome);
   void* room = raw + (ALIGN - reinterpret_cast<uintptr_t>(raw) % ALIGN) % ALIGN;
-  TranslateFrame* frame = new (room) TranslateFrame{ctx.frame, &ctx, nullptr, {}};
-  outcome_clear(&frame->outcome);
-  ctx.frame = frame;
-  pool_enter_level(pool);
+  f->frame = new (room) TranslateFrame{ctx.frame, &ctx, nullptr, {}};
+  outcome_clear(&f->frame->outcome);
+  ctx.frame = f->frame;
+  pool_enter_level(*ctx.strings);
+  return 0;
+}
 
-  Lexer lx;
-  frame->lexer = &lx;
-  alignas(std::max_align_t) char tree_room[TREE_ROOM];
-  ExprTree tree{};
-  arena_init(tree.arena, tree_room, sizeof tree_room);
-  EvalOutcome& o = frame->outcome;
-  const bool check = (flags & EVAL_CHECK_ONLY) != 0;
-  const ParseSettings settings{ctx.limits.max_nesting, ctx.limits.max_call_args, check,
-                               !check && (flags & EVAL_ASSIGN) != 0 &&
-                                   ctx.assign_variable != nullptr};
-  Value v = make_none();
-  int rc = lexer_start(lx, source, ctx.unit, mem, token_pool);
-  if (rc != 0) {
-    report(ctx, o, rc, current_place(lx));
-  } else {
-    ParseFailure failure;
-    rc = parse_tree(lx, settings, &tree, &failure);
-    o.assignment = tree.assigns;
-    if (rc != 0) {
-      report(ctx, o, failure.diagnostic, failure.at);
+// Passes the stores' messages to the context's notice sink (the error stream without one).
+void deliver_notices(EvalContext& ctx) {
+  const char* notices[2] = {ctx.strings->notice, ctx.strings->stack->notice};
+  ctx.strings->notice = nullptr;
+  ctx.strings->stack->notice = nullptr;
+  for (const char* n : notices) {
+    if (n == nullptr) continue;
+    if (ctx.notice != nullptr) {
+      ctx.notice(ctx.notice_user, n);
     } else {
-      rc = evaluate_tree(tree, ctx, flags, &o, &v);
+      std::fputs(n, stderr);
     }
   }
-  if (rc == 0 && type != TYPE_NONE) {
-    if (int d = convert_to_target(type, &v); d != 0) {
-      report(ctx, o, d, tree.root->at);
-      rc = EVAL_FAILED;
-    }
-  }
+}
 
-  // Close the frame on every path; a result text made inside it is carried out to the
-  // caller's level.
-  *outcome = frame->outcome;
+// Closes the frame on every path; a result text made inside it is carried out to the caller's
+// level. Gives rc, or EVAL_FAILED when the carried text cannot be had.
+int frame_close(EvalContext& ctx, OpenFrame& f, int rc, Value v, EvalOutcome* outcome,
+                Value* result) {
+  StackMemory& mem = *ctx.strings->stack;
+  StringPool& pool = *ctx.strings;
+  *outcome = f.frame->outcome;
+  deliver_notices(ctx);
   size_t size = 0;
   const void* storage = rc == 0 ? value_storage(v, &size) : nullptr;
   bool carry = storage != nullptr && size <= STACK_BLOCK_SIZE &&
-               above_mark(mem, text_pool, text_mark, storage);
+               above_mark(mem, f.text_pool, f.text_mark, storage);
   char saved[STACK_BLOCK_SIZE];
   if (carry) std::memcpy(saved, storage, size);
-  arena_release(tree.arena);
-  lexer_finish(lx);
   pool_leave_level(pool);
-  ctx.frame = frame->outer;
-  stack_release(mem, token_pool, token_mark);
-  stack_release(mem, text_pool, text_mark);
-  stack_release(mem, STACK_FRAMES, frame_mark);
-
+  ctx.frame = f.frame->outer;
+  stack_release(mem, f.token_pool, f.token_mark);
+  stack_release(mem, f.text_pool, f.text_mark);
+  stack_release(mem, STACK_FRAMES, f.frame_mark);
   if (rc != 0) return EVAL_FAILED;
   if (carry && !value_store_copy(pool, &v, saved, size)) return fail_early(ctx, outcome);
   *result = v;
   return 0;
+}
+
+ParseSettings settings_for(const EvalContext& ctx, unsigned flags) {
+  const bool check = (flags & EVAL_CHECK_ONLY) != 0;
+  return ParseSettings{ctx.limits.max_nesting, ctx.limits.max_call_args, check,
+                       !check && (flags & EVAL_ASSIGN) != 0 && ctx.assign_variable != nullptr};
+}
+
+// Reads the text of the lexer's source into the tree, reporting a failure in the frame.
+int read_tree(EvalContext& ctx, OpenFrame& f, const SourceProvider& source, unsigned flags,
+              Lexer& lx, ExprTree* tree) {
+  EvalOutcome& o = f.frame->outcome;
+  f.frame->lexer = &lx;
+  tree->root = nullptr;
+  tree->assigns = false;
+  int rc = lexer_start(lx, source, ctx.unit, *ctx.strings->stack, f.token_pool);
+  if (rc != 0) {
+    report(ctx, o, rc, current_place(lx));
+    return EVAL_FAILED;
+  }
+  ParseFailure failure;
+  rc = parse_tree(lx, settings_for(ctx, flags), tree, &failure);
+  o.assignment = tree->assigns;
+  lexer_finish(lx);
+  f.frame->lexer = nullptr;
+  if (rc != 0) {
+    report(ctx, o, failure.diagnostic, failure.at);
+    return EVAL_FAILED;
+  }
+  return 0;
+}
+
+}  // namespace
+
+int evaluate_source(const SourceProvider& source, uint8_t type, EvalContext& ctx, Value* result,
+                    EvalOutcome* outcome, unsigned flags) {
+  EvalOutcome local;
+  if (outcome == nullptr) outcome = &local;
+  *result = make_none();
+  OpenFrame f;
+  if (int rc = frame_open(ctx, outcome, &f); rc != 0) return rc;
+  alignas(std::max_align_t) char tree_room[TREE_ROOM];
+  ExprTree tree{};
+  arena_init(tree.arena, tree_room, sizeof tree_room);
+  Lexer lx;
+  Value v = make_none();
+  int rc = read_tree(ctx, f, source, flags, lx, &tree);
+  if (rc == 0) rc = evaluate_tree(tree, ctx, flags, &f.frame->outcome, &v);
+  if (rc == 0 && type != TYPE_NONE) {
+    if (int d = convert_to_target(type, &v); d != 0) {
+      report(ctx, f.frame->outcome, d, tree.root->at);
+      rc = EVAL_FAILED;
+    }
+  }
+  arena_release(tree.arena);
+  return frame_close(ctx, f, rc, v, outcome, result);
+}
+
+int compile_text(std::string_view text, EvalContext& ctx, ExprTree* tree, EvalOutcome* outcome,
+                 unsigned flags) {
+  EvalOutcome local;
+  if (outcome == nullptr) outcome = &local;
+  arena_init(tree->arena);
+  tree->root = nullptr;
+  tree->assigns = false;
+  OpenFrame f;
+  if (int rc = frame_open(ctx, outcome, &f); rc != 0) return rc;
+  MemoryText t{text.data(), text.size()};
+  Lexer lx;
+  int rc = read_tree(ctx, f, memory_source(&t), flags, lx, tree);
+  Value none = make_none();
+  rc = frame_close(ctx, f, rc, none, outcome, &none);
+  if (rc != 0) arena_release(tree->arena);
+  return rc;
+}
+
+int evaluate_compiled(const ExprTree& tree, EvalContext& ctx, Value* result,
+                      EvalOutcome* outcome, unsigned flags) {
+  EvalOutcome local;
+  if (outcome == nullptr) outcome = &local;
+  *result = make_none();
+  OpenFrame f;
+  if (int rc = frame_open(ctx, outcome, &f); rc != 0) return rc;
+  f.frame->outcome.assignment = tree.assigns;
+  Value v = make_none();
+  int rc = evaluate_tree(tree, ctx, flags, &f.frame->outcome, &v);
+  return frame_close(ctx, f, rc, v, outcome, result);
+}
+
+void release_tree(ExprTree& tree) {
+  arena_release(tree.arena);
+  tree.root = nullptr;
 }
 
 int evaluate(std::string_view text, EvalContext& ctx, Value* result, EvalOutcome* outcome,

@@ -14,6 +14,7 @@
 #include <string_view>
 
 #include "translator/eval_context.h"
+#include "translator/expr_tree.h"
 #include "translator/lexer.h"
 #include "values/value.h"
 
@@ -61,6 +62,19 @@ int evaluate_as(uint8_t type, std::string_view text, EvalContext& ctx, Value* re
 // The general form: the text comes through a provider; type is TYPE_NONE for any class.
 int evaluate_source(const SourceProvider& source, uint8_t type, EvalContext& ctx, Value* result,
                     EvalOutcome* outcome, unsigned flags);
+
+// Parse once, evaluate many times: the text is read into *tree (its nodes in tree->arena,
+// taken from the heap) with the names of ctx.unit, and type-checked. Returns 0, or EVAL_FAILED
+// after a diagnostic (the tree then holds nothing). flags must be those the tree will be
+// evaluated with: they decide how strictly types are checked and whether assignments are
+// read for performing.
+int compile_text(std::string_view text, EvalContext& ctx, ExprTree* tree,
+                 EvalOutcome* outcome = nullptr, unsigned flags = 0);
+// Evaluates a compiled tree as evaluate evaluates its text.
+int evaluate_compiled(const ExprTree& tree, EvalContext& ctx, Value* result,
+                      EvalOutcome* outcome = nullptr, unsigned flags = 0);
+// Gives back the nodes of a compiled tree.
+void release_tree(ExprTree& tree);
 
 // The class of the expression that starts at the lexer's current place, decided from its
 // first operand after any opening parentheses, without consuming anything: CLASS_NULL,

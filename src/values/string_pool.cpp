@@ -1,7 +1,6 @@
 // The string pool: a bounded table of live texts, each tagged with its nesting level.
 #include "values/string_pool.h"
 
-#include <cstdio>
 #include <cstring>
 
 namespace tavrel {
@@ -12,11 +11,12 @@ void string_pool_init(StringPool& pool, StackMemory* stack, int text_pool) {
   pool.count = 0;
   pool.level = 0;
   pool.run_status = 0;
+  pool.notice = nullptr;
 }
 
 char* pool_alloc_text(StringPool& pool, size_t n) {
   if (pool.count >= MAX_STRINGS) {
-    std::fputs("LANGLIB: MAX_STRINGS too small!\n", stderr);
+    pool.notice = "LANGLIB: MAX_STRINGS too small!\n";
     pool.run_status = RUN_NO_MEMORY;
     if (n >= sizeof pool.scratch) return nullptr;
     std::memset(pool.scratch, ' ', n);
