@@ -508,7 +508,7 @@ uint16_t* alloc_wide(EvalContext& ctx, size_t n) {
   // an odd free offset would give an odd address: one byte of padding keeps 16-bit
   // characters aligned (a fresh block starts at an even offset).
   StackMark mark = stack_mark(*pool->stack, pool->text_pool);
-  if (mark.block != nullptr && (mark.free & 1u) != 0 && pool->count < MAX_STRINGS)
+  if (mark.block != nullptr && (mark.free & 1u) != 0 && pool->count < pool->capacity)
     get_stack_mem(*pool->stack, pool->text_pool, 1);
   char* t = pool_alloc_text(*pool, 2 * n + 1);
   if (t == nullptr) return nullptr;

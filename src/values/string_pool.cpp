@@ -5,7 +5,11 @@
 
 namespace tavrel {
 
-void string_pool_init(StringPool& pool, StackMemory* stack, int text_pool) {
+void string_pool_init(StringPool& pool, StackMemory* stack, int text_pool,
+                      std::span<StringEntry> table) {
+  if (table.empty()) table = std::span<StringEntry>(pool.own_entries);
+  pool.entries = table.data();
+  pool.capacity = static_cast<int>(table.size());
   pool.stack = stack;
   pool.text_pool = text_pool;
   pool.count = 0;
@@ -15,7 +19,7 @@ void string_pool_init(StringPool& pool, StackMemory* stack, int text_pool) {
 }
 
 char* pool_alloc_text(StringPool& pool, size_t n) {
-  if (pool.count >= MAX_STRINGS) {
+  if (pool.count >= pool.capacity) {
     pool.notice = "LANGLIB: MAX_STRINGS too small!\n";
     pool.run_status = RUN_NO_MEMORY;
     if (n >= sizeof pool.scratch) return nullptr;

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <vector>
 
 #include "values/string_pool.h"
 
@@ -90,6 +91,16 @@ TEST_F(StringPoolTest, TheTwoHundredFiftySixthTextOverflowsThePool) {
   EXPECT_EQ(t, pool->scratch);  // harmless to write
   EXPECT_EQ(pool->run_status, RUN_NO_MEMORY);
   EXPECT_EQ(pool->count, MAX_STRINGS);
+}
+
+TEST_F(StringPoolTest, ACallersTableHoldsMoreTexts) {
+  std::vector<StringEntry> table(1000);
+  string_pool_init(*pool, &mem, STACK_TEXT_A, table);
+  for (int i = 0; i < 1000; i++) ASSERT_NE(pool_alloc_text(*pool, 3), nullptr) << i;
+  EXPECT_EQ(pool->run_status, 0);
+  EXPECT_EQ(pool->entries, table.data());
+  EXPECT_EQ(pool_alloc_text(*pool, 3), pool->scratch);  // the 1001st overflows
+  EXPECT_EQ(pool->run_status, RUN_NO_MEMORY);
 }
 
 TEST_F(StringPoolTest, FreeingKeepsTheOrderOfTheRest) {
