@@ -3,7 +3,6 @@
 
 #include <cassert>
 #include <cstdlib>
-#include <new>
 
 #include "translator/builtins.h"
 #include "translator/eval_ops.h"
@@ -11,8 +10,6 @@
 namespace tavrel {
 
 namespace {
-
-constexpr size_t ARENA_ALIGN = alignof(std::max_align_t);
 
 char* align_up(char* p) {
   uintptr_t q = reinterpret_cast<uintptr_t>(p);
@@ -24,25 +21,30 @@ char* align_up(char* p) {
 void arena_init(TreeArena& arena, void* first, size_t first_size) {
   arena.chunks = nullptr;
   arena.used = 0;
-  arena.next = static_cast<char*>(first);
-  arena.end = first != nullptr ? arena.next + first_size : nullptr;
+  arena.next = nullptr;
+  arena.end = nullptr;
+  if (first != nullptr) {
+    // The caller's region, trimmed to whole aligned pieces.
+    char* start = align_up(static_cast<char*>(first));
+    char* end = static_cast<char*>(first) + first_size;
+    if (start < end) {
+      arena.next = start;
+      arena.end = start + ((end - start) / ARENA_ALIGN) * ARENA_ALIGN;
+    }
+  }
 }
 
-void* arena_alloc(TreeArena& arena, size_t n) {
-  n = (n + ARENA_ALIGN - 1) & ~(ARENA_ALIGN - 1);
-  char* p = arena.next != nullptr ? align_up(arena.next) : nullptr;
-  if (p == nullptr || p + n > arena.end) {
-    size_t size = n > ARENA_CHUNK_SIZE ? n : ARENA_CHUNK_SIZE;
-    void* raw = std::malloc(sizeof(ArenaChunk) + ARENA_ALIGN + size);
-    if (raw == nullptr) return nullptr;
-    ArenaChunk* chunk = static_cast<ArenaChunk*>(raw);
-    chunk->next = arena.chunks;
-    chunk->size = size;
-    arena.chunks = chunk;
-    p = align_up(static_cast<char*>(raw) + sizeof(ArenaChunk));
-    arena.end = p + size;
-  }
+void* arena_alloc_chunk(TreeArena& arena, size_t n) {
+  size_t size = n > ARENA_CHUNK_SIZE ? n : ARENA_CHUNK_SIZE;
+  void* raw = std::malloc(sizeof(ArenaChunk) + ARENA_ALIGN + size);
+  if (raw == nullptr) return nullptr;
+  ArenaChunk* chunk = static_cast<ArenaChunk*>(raw);
+  chunk->next = arena.chunks;
+  chunk->size = size;
+  arena.chunks = chunk;
+  char* p = align_up(static_cast<char*>(raw) + sizeof(ArenaChunk));
   arena.next = p + n;
+  arena.end = p + size;
   arena.used += n;
   return p;
 }
@@ -57,19 +59,6 @@ void arena_release(TreeArena& arena) {
   arena_init(arena);
 }
 
-ExprNode* node_new(TreeArena& arena, NodeKind kind, SourcePlace start) {
-  void* room = arena_alloc(arena, sizeof(ExprNode));
-  if (room == nullptr) return nullptr;
-  ExprNode* n = new (room) ExprNode{};
-  n->kind = kind;
-  n->number = -1;
-  n->column = -1;
-  n->start = start;
-  n->at = start;
-  n->value = make_none();
-  return n;
-}
-
 bool tree_valid(const ExprNode* n) {
   bool ok = n != nullptr && n->start.line >= 1 && n->start.column >= 1 &&
             (n->at.line > n->start.line ||
@@ -80,7 +69,7 @@ bool tree_valid(const ExprNode* n) {
         ok = n->left == nullptr && n->right == nullptr && n->value.type == n->type;
         break;
       case NodeKind::STRING:
-        ok = n->value.type == TYPE_CHAR && value_text(n->value) != nullptr;
+        ok = n->value.type == TYPE_CHAR && value_text(n->value) != nullptr && n->number >= 0;
         break;
       case NodeKind::VARIABLE:
         ok = n->number >= 0 && n->left == nullptr;

@@ -20,7 +20,7 @@ namespace tavrel {
 
 enum class NodeKind : uint8_t {
   CONSTANT,   // a number, DATE, BOOL or NULL constant: value
-  STRING,     // a CHAR constant: value points at the text in the arena
+  STRING,     // a CHAR constant: value points at the text in the arena, number is its length
   VARIABLE,   // variable `number`, or column `column` of cursor variable `number`
   INDEXED,    // element left of variable `number`
   UNARY,      // op left
@@ -83,13 +83,45 @@ struct TreeArena {
 };
 
 void arena_init(TreeArena& arena, void* first = nullptr, size_t first_size = 0);
+// n bytes from a new heap chunk (arena_alloc's way when the current region is full).
+void* arena_alloc_chunk(TreeArena& arena, size_t n);
+
+constexpr size_t ARENA_ALIGN = alignof(std::max_align_t);
+
 // n bytes aligned for any node or value, or nullptr without memory.
-void* arena_alloc(TreeArena& arena, size_t n);
+inline void* arena_alloc(TreeArena& arena, size_t n) {
+  n = (n + ARENA_ALIGN - 1) & ~(ARENA_ALIGN - 1);
+  // Every piece handed out is a multiple of ARENA_ALIGN, so next stays aligned.
+  if (arena.next == nullptr || n > static_cast<size_t>(arena.end - arena.next)) {
+    return arena_alloc_chunk(arena, n);
+  }
+  void* p = arena.next;
+  arena.next += n;
+  arena.used += n;
+  return p;
+}
 // Gives back every heap chunk; the arena is then as after arena_init without a first region.
 void arena_release(TreeArena& arena);
 
-// A fresh node of the kind with its places set and every link empty.
-ExprNode* node_new(TreeArena& arena, NodeKind kind, SourcePlace start);
+// A fresh node of the kind with its places set, every link empty and no value.
+inline ExprNode* node_new(TreeArena& arena, NodeKind kind, SourcePlace start) {
+  ExprNode* n = static_cast<ExprNode*>(arena_alloc(arena, sizeof(ExprNode)));
+  if (n == nullptr) return nullptr;
+  n->kind = kind;
+  n->type = TYPE_NONE;
+  n->op = 0;
+  n->flags = 0;
+  n->count = 0;
+  n->number = -1;
+  n->column = -1;
+  n->start = start;
+  n->at = start;
+  n->left = nullptr;
+  n->right = nullptr;
+  n->args = nullptr;
+  n->value.type = TYPE_NONE;  // the payload is set only for constants
+  return n;
+}
 
 // A built tree: the statements of a text and the arena holding them.
 struct ExprTree {

@@ -60,9 +60,18 @@ int check_result_text(Run& r, const Value& v, const ExprNode* n) {
 
 int eval(Run& r, const ExprNode* n, Value* out);
 
+// An operand's value: a constant is taken from its node without a call.
+inline int operand(Run& r, const ExprNode* n, Value* out) {
+  if (n->kind == NodeKind::CONSTANT) {
+    *out = n->value;
+    return 0;
+  }
+  return eval(r, n, out);
+}
+
 int eval_string(Run& r, const ExprNode* n, Value* out) {
   const char* constant = value_text(n->value);
-  size_t size = std::strlen(constant);
+  size_t size = static_cast<size_t>(n->number);
   char* t = pool_alloc_text(r.pool, size);
   if (t == nullptr || t == r.pool.scratch) return report(r, DIAG_NO_MEMORY, n);
   std::memcpy(t, constant, size + 1);
@@ -89,19 +98,19 @@ int eval_variable(Run& r, const ExprNode* n, Value* out) {
 }
 
 int eval_unary(Run& r, const ExprNode* n, Value* out) {
-  Value operand;
-  if (int rc = eval(r, n->left, &operand); rc != 0) return rc;
-  if ((n->flags & NODE_RECHECK) != 0 || operand.type != n->left->type) {
+  Value v;
+  if (int rc = operand(r, n->left, &v); rc != 0) return rc;
+  if ((n->flags & NODE_RECHECK) != 0 || v.type != n->left->type) {
     uint8_t type = TYPE_NONE;
-    if (int d = unary_type(n->op, operand.type, &type); d != 0) return report(r, d, n);
+    if (int d = unary_type(n->op, v.type, &type); d != 0) return report(r, d, n);
   }
-  if (!unary_compute(n->op, operand, r.pool, out)) return report(r, DIAG_NO_MEMORY, n);
+  if (!unary_compute(n->op, v, r.pool, out)) return report(r, DIAG_NO_MEMORY, n);
   return 0;
 }
 
 int eval_binary(Run& r, const ExprNode* n, Value* out) {
   Value left;
-  if (int rc = eval(r, n->left, &left); rc != 0) return rc;
+  if (int rc = operand(r, n->left, &left); rc != 0) return rc;
   // AND and OR do not compute an operand that cannot change the result (so that
   // "x <> 0 AND 10 / x > 1" never divides by zero); it is still type-checked.
   if ((n->op == OP_AND || n->op == OP_OR) && left.type == TYPE_BOOL &&
@@ -116,7 +125,7 @@ int eval_binary(Run& r, const ExprNode* n, Value* out) {
     return 0;
   }
   Value right;
-  if (int rc = eval(r, n->right, &right); rc != 0) return rc;
+  if (int rc = operand(r, n->right, &right); rc != 0) return rc;
   if ((n->flags & NODE_RECHECK) != 0 || left.type != n->left->type ||
       right.type != n->right->type) {
     uint8_t type = TYPE_NONE;
@@ -134,7 +143,7 @@ int eval_call(Run& r, const ExprNode* n, Value* out) {
   Value args[MAX_CALL_ARGS];
   bool as_declared = (n->flags & NODE_RECHECK) == 0;
   for (int i = 0; i < n->count; i++) {
-    if (int rc = eval(r, n->args[i], &args[i]); rc != 0) return rc;
+    if (int rc = operand(r, n->args[i], &args[i]); rc != 0) return rc;
     as_declared = as_declared && args[i].type == n->args[i]->type;
   }
   if (n->kind == NodeKind::ROUTINE) {
@@ -223,12 +232,13 @@ int evaluate_tree(const ExprTree& tree, EvalContext& ctx, unsigned flags, EvalOu
                   Value* result) {
   const ExprNode* root = tree.root;
   assert(root != nullptr && root->kind == NodeKind::SEQUENCE && root->count > 0);
-  *result = make_none();
+  result->type = TYPE_NONE;
   if (ctx.strings == nullptr) return ABANDON;
   Run r{ctx, *ctx.strings, *outcome};
   const bool check = (flags & EVAL_CHECK_ONLY) != 0;
   const bool perform = !check && (flags & EVAL_ASSIGN) != 0 && ctx.assign_variable != nullptr;
-  Value v = make_none();
+  Value v;
+  v.type = TYPE_NONE;
   for (int i = 0; i < root->count; i++) {
     const ExprNode* s = root->args[i];
     if (s->kind == NodeKind::ASSIGN) {

@@ -118,7 +118,7 @@ int store_list(Parser& p, ExprNode* const* items, int count, ExprNode* n) {
   void* room = arena_alloc(p.tree.arena, sizeof(ExprNode*) * static_cast<size_t>(count));
   if (room == nullptr) return fail(p, DIAG_NO_MEMORY);
   n->args = static_cast<ExprNode**>(room);
-  std::memcpy(n->args, items, sizeof(ExprNode*) * static_cast<size_t>(count));
+  for (int i = 0; i < count; i++) n->args[i] = items[i];
   return 0;
 }
 
@@ -253,6 +253,7 @@ int parse_string(Parser& p, ExprNode** out) {
   if (text == nullptr) return fail(p, DIAG_NO_MEMORY);
   std::memcpy(text, p.lx.text, size);
   n->value = make_char(text);
+  n->number = p.lx.text_length;
   n->type = TYPE_CHAR;
   n->flags = NODE_EXACT;
   n->at = place_of(p.lx.current);

@@ -30,8 +30,9 @@ int static_rule(const ExprNode* n, uint8_t* type) {
     case NodeKind::BINARY:
       return binary_type(n->op, n->left->type, n->right->type, type);
     case NodeKind::CALL: {
+      // The argument rules look at types only: values that carry just their type will do.
       Value args[MAX_CALL_ARGS];
-      for (int i = 0; i < n->count; i++) args[i] = typed_placeholder(n->args[i]->type);
+      for (int i = 0; i < n->count; i++) args[i].type = n->args[i]->type;
       return builtin_check_args(n->number, n->count, args) ? 0 : DIAG_BAD_ARGUMENT;
     }
     case NodeKind::BYTES:
@@ -85,6 +86,25 @@ int statement_rule(uint8_t type) {
 }
 
 int type_check_node(ExprNode* n, bool strict) {
+  if (n->kind == NodeKind::BINARY) {
+    // The most frequent node, without the general gathering of operands below.
+    const ExprNode* l = n->left;
+    const ExprNode* r = n->right;
+    const bool certain = exact(l) && exact(r);
+    if (l->type != TYPE_NONE && r->type != TYPE_NONE) {
+      uint8_t type = TYPE_NONE;
+      int d = binary_type(n->op, l->type, r->type, &type);
+      if (d == 0) {
+        n->type = type;
+        if (certain) n->flags |= NODE_EXACT;
+        return 0;
+      }
+      if (strict || certain) return d;
+    }
+    n->flags |= NODE_RECHECK;
+    n->type = TYPE_NONE;
+    return 0;
+  }
   const ExprNode* pair[2];
   const ExprNode* const* ops = nullptr;
   int count = operands_of(n, &ops, pair);
