@@ -51,11 +51,25 @@ constexpr BinaryOp BINARY_OPS[] = {
 constexpr int UNARY_PRIORITY = 8;  // unary "-" and "+": -2^2 is -(2^2), -a*b is (-a)*b
 constexpr int NOT_PRIORITY = 2;    // NOT takes a comparison: NOT a = b AND c is (NOT (a=b)) AND c
 
-const BinaryOp* binary_op(int token) {
-  for (const BinaryOp& b : BINARY_OPS) {
-    if (b.token == token) return &b;
+// Row of BINARY_OPS by token code (-1 for a token that is no binary operator): the parser
+// asks after every operand.
+constexpr int TOKEN_CODES = 256;
+constexpr auto index_binary_ops() {
+  struct Index {
+    int8_t row[TOKEN_CODES];
+  } x{};
+  for (int t = 0; t < TOKEN_CODES; t++) x.row[t] = -1;
+  for (int i = 0; i < static_cast<int>(sizeof BINARY_OPS / sizeof BINARY_OPS[0]); i++) {
+    x.row[BINARY_OPS[i].token] = static_cast<int8_t>(i);
   }
-  return nullptr;
+  return x;
+}
+constexpr auto BINARY_BY_TOKEN = index_binary_ops();
+
+const BinaryOp* binary_op(int token) {
+  if (token < 0 || token >= TOKEN_CODES) return nullptr;
+  int row = BINARY_BY_TOKEN.row[token];
+  return row >= 0 ? &BINARY_OPS[row] : nullptr;
 }
 
 int unary_op(int token) {

@@ -105,6 +105,20 @@ int type_check_node(ExprNode* n, bool strict) {
     n->type = TYPE_NONE;
     return 0;
   }
+  if (n->kind == NodeKind::CALL) {
+    // A call's type is its declared type whatever its arguments; only the rule is checked.
+    bool known = true;
+    bool certain = true;
+    for (int i = 0; i < n->count; i++) {
+      known = known && n->args[i]->type != TYPE_NONE;
+      certain = certain && exact(n->args[i]);
+    }
+    uint8_t type = TYPE_NONE;
+    if (known && static_rule(n, &type) == 0) return 0;
+    if (known && (strict || certain)) return DIAG_BAD_ARGUMENT;
+    n->flags |= NODE_RECHECK;
+    return 0;
+  }
   const ExprNode* pair[2];
   const ExprNode* const* ops = nullptr;
   int count = operands_of(n, &ops, pair);
