@@ -245,7 +245,7 @@ int compile_text(std::string_view text, EvalContext& ctx, ExprTree* tree, EvalOu
                  unsigned flags) {
   EvalOutcome local;
   if (outcome == nullptr) outcome = &local;
-  arena_init(tree->arena);
+  release_tree(*tree);  // what it held before goes back first
   tree->root = nullptr;
   tree->assigns = false;
   OpenFrame f;

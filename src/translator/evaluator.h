@@ -64,7 +64,8 @@ int evaluate_source(const SourceProvider& source, uint8_t type, EvalContext& ctx
                     EvalOutcome* outcome, unsigned flags);
 
 // Parse once, evaluate many times: the text is read into *tree (its nodes in tree->arena,
-// taken from the heap) with the names of ctx.unit, and type-checked. Returns 0, or EVAL_FAILED
+// taken from the heap) with the names of ctx.unit, and type-checked. The tree must be empty
+// (value-initialised) or hold an earlier compiled text, whose nodes are given back first. Returns 0, or EVAL_FAILED
 // after a diagnostic (the tree then holds nothing). flags must be those the tree will be
 // evaluated with: they decide how strictly types are checked and whether assignments are
 // read for performing.

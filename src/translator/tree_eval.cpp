@@ -98,6 +98,7 @@ int eval_variable(Run& r, const ExprNode* n, Value* out) {
 }
 
 int eval_unary(Run& r, const ExprNode* n, Value* out) {
+  assert(n->left != nullptr && n->right == nullptr);
   Value v;
   if (int rc = operand(r, n->left, &v); rc != 0) return rc;
   if ((n->flags & NODE_RECHECK) != 0 || v.type != n->left->type) {
@@ -109,6 +110,7 @@ int eval_unary(Run& r, const ExprNode* n, Value* out) {
 }
 
 int eval_binary(Run& r, const ExprNode* n, Value* out) {
+  assert(n->left != nullptr && n->right != nullptr);
   Value left;
   if (int rc = operand(r, n->left, &left); rc != 0) return rc;
   // AND and OR do not compute an operand that cannot change the result (so that
@@ -140,6 +142,7 @@ int eval_binary(Run& r, const ExprNode* n, Value* out) {
 }
 
 int eval_call(Run& r, const ExprNode* n, Value* out) {
+  assert(n->count <= MAX_CALL_ARGS && (n->count == 0 || n->args != nullptr));
   Value args[MAX_CALL_ARGS];
   bool as_declared = (n->flags & NODE_RECHECK) == 0;
   for (int i = 0; i < n->count; i++) {
