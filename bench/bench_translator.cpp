@@ -1,7 +1,10 @@
 // Speed of the client-side evaluator on typical calculator and breakpoint-condition texts
 // (arithmetic on every numeric type, string functions, dates, comparisons, variables), side by
-// side with Lua 5.4 loading and running the equivalent expression text each time. Both read the
-// text from scratch on every evaluation, as the calculator and a conditional breakpoint do.
+// side with Lua 5.4 on the equivalent expression text. Two pairs of rows:
+//  - BM_Tavrel / BM_Lua read the text from scratch on every evaluation, as the calculator and
+//    a conditional breakpoint do;
+//  - BM_TavrelTree / BM_LuaCompiled read it once and run the result many times (our tree,
+//    Lua's precompiled chunk), as a compiled procedure does.
 #include <benchmark/benchmark.h>
 
 #include <string>
@@ -82,14 +85,61 @@ void BM_Tavrel(benchmark::State& state) {
   stack_mem_teardown(mem);
 }
 
-void BM_Lua(benchmark::State& state) {
+void BM_TavrelTree(benchmark::State& state) {
   const Pair& e = EXPRESSIONS[state.range(0)];
+  StackMemory mem{};
+  StringPool pool;
+  string_pool_init(pool, &mem, STACK_TEXT_A);
+  EvalContext ctx{};
+  ctx.strings = &pool;
+  ctx.unit = &UNIT;
+  ctx.read_variable = read_variable;
+  ExprTree tree{};
+  if (compile_text(e.ours, ctx, &tree) != 0) state.SkipWithError("compilation failed");
+  for (auto _ : state) {
+    EvalScope scope = eval_scope_open(ctx);
+    Value v;
+    if (evaluate_compiled(tree, ctx, &v) != 0) state.SkipWithError("evaluation failed");
+    benchmark::DoNotOptimize(v);
+    eval_scope_close(ctx, scope);
+  }
+  state.SetLabel(e.name);
+  state.SetItemsProcessed(state.iterations());
+  release_tree(tree);
+  stack_mem_teardown(mem);
+}
+
+lua_State* lua_with_variables() {
   lua_State* L = luaL_newstate();
   luaL_openlibs(L);
   lua_pushinteger(L, 21);
   lua_setglobal(L, "X");
   lua_pushstring(L, "abd");
   lua_setglobal(L, "S");
+  return L;
+}
+
+void BM_LuaCompiled(benchmark::State& state) {
+  const Pair& e = EXPRESSIONS[state.range(0)];
+  lua_State* L = lua_with_variables();
+  if (luaL_loadstring(L, e.lua) != LUA_OK) state.SkipWithError("lua failed");
+  for (auto _ : state) {
+    lua_pushvalue(L, -1);  // the chunk stays below for the next round
+    if (lua_pcall(L, 0, 1, 0) != LUA_OK) {
+      state.SkipWithError("lua failed");
+      break;
+    }
+    benchmark::DoNotOptimize(lua_toboolean(L, -1));
+    lua_pop(L, 1);
+  }
+  state.SetLabel(e.name);
+  state.SetItemsProcessed(state.iterations());
+  lua_close(L);
+}
+
+void BM_Lua(benchmark::State& state) {
+  const Pair& e = EXPRESSIONS[state.range(0)];
+  lua_State* L = lua_with_variables();
   for (auto _ : state) {
     if (luaL_loadstring(L, e.lua) != LUA_OK || lua_pcall(L, 0, 1, 0) != LUA_OK) {
       state.SkipWithError("lua failed");
@@ -109,5 +159,7 @@ constexpr int COUNT = static_cast<int>(sizeof EXPRESSIONS / sizeof EXPRESSIONS[0
 
 BENCHMARK(BM_Tavrel)->DenseRange(0, COUNT - 1);
 BENCHMARK(BM_Lua)->DenseRange(0, COUNT - 1);
+BENCHMARK(BM_TavrelTree)->DenseRange(0, COUNT - 1);
+BENCHMARK(BM_LuaCompiled)->DenseRange(0, COUNT - 1);
 
 BENCHMARK_MAIN();

@@ -63,14 +63,14 @@ void calculator_init() {
   g_calc->ctx = EvalContext{};
   g_calc->ctx.strings = &g_calc->pool;
   g_calc->ctx.rand_state = 1;
-  // PRINT must not write over the screen.
-  g_calc->ctx.print_stream = std::tmpfile();
+  // Nothing may write over the screen: PRINT has no sink, and the stores' notices (a full
+  // string table) are dropped; the evaluation's own diagnostic reaches the result field.
+  g_calc->ctx.notice = [](void*, std::string_view) {};
   g_calc->ready = true;
 }
 
 void calculator_shutdown() {
   if (g_calc == nullptr) return;
-  if (g_calc->ctx.print_stream != nullptr) std::fclose(g_calc->ctx.print_stream);
   stack_mem_teardown(g_calc->memory);
   shell_free(g_calc);
   g_calc = nullptr;

@@ -286,6 +286,23 @@ constexpr auto sort_names() {
 }
 constexpr auto SORTED_NAMES = sort_names();
 
+// Where the names of each first byte begin in SORTED_NAMES (entry 256 is the end), so that a
+// search looks only at names of the word's first byte.
+constexpr auto index_names() {
+  struct Index {
+    int16_t start[257];
+  } x{};
+  int row = 0;
+  for (int b = 0; b < 256; b++) {
+    x.start[b] = static_cast<int16_t>(row);
+    while (row < BUILTIN_COUNT && static_cast<uint8_t>(SORTED_NAMES.row[row].name[0]) == b) row++;
+  }
+  x.start[256] = static_cast<int16_t>(row);
+  return x;
+}
+constexpr auto NAME_INDEX = index_names();
+static_assert(NAME_INDEX.start[256] == BUILTIN_COUNT, "every name is indexed by its first byte");
+
 bool type_in(uint8_t type, uint32_t mask) { return type < 32 && ((mask >> type) & 1u) != 0; }
 
 bool shape_accepts(const ArgShape& s, int argc, const Value* args) {
@@ -316,8 +333,10 @@ bool check_add_blob(int argc, const Value* args) {
 }  // namespace
 
 int builtin_find(std::string_view upper_name) {
-  int low = 0;
-  int high = BUILTIN_COUNT;
+  if (upper_name.empty()) return -1;
+  const uint8_t first = static_cast<uint8_t>(upper_name[0]);
+  int low = NAME_INDEX.start[first];
+  int high = NAME_INDEX.start[first + 1];
   while (low < high) {
     int mid = (low + high) / 2;
     int c = upper_name.compare(SORTED_NAMES.row[mid].name);
@@ -508,7 +527,7 @@ uint16_t* alloc_wide(EvalContext& ctx, size_t n) {
   // an odd free offset would give an odd address: one byte of padding keeps 16-bit
   // characters aligned (a fresh block starts at an even offset).
   StackMark mark = stack_mark(*pool->stack, pool->text_pool);
-  if (mark.block != nullptr && (mark.free & 1u) != 0 && pool->count < MAX_STRINGS)
+  if (mark.block != nullptr && (mark.free & 1u) != 0 && pool->count < pool->capacity)
     get_stack_mem(*pool->stack, pool->text_pool, 1);
   char* t = pool_alloc_text(*pool, 2 * n + 1);
   if (t == nullptr) return nullptr;

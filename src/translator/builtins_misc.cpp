@@ -4,6 +4,8 @@
 // the context's hook or, without one, give the stand-alone results of BOUND_DEFAULTS.
 #include <cstdio>
 #include <cstring>
+#include <string>
+#include <string_view>
 
 #include "translator/builtins_impl.h"
 #include "values/bigint.h"
@@ -273,18 +275,22 @@ int op_encode_string(EvalContext& ctx, const Value* args, int argc, Value* resul
   return 0;
 }
 
-// PRINT: (text) writes "*** Message from Stored Procedure: " and the text (no new line)
-// to the context's print stream or standard output; gives the characters written as an
-// INTEGER (the declared type is DOUBLE).
+// PRINT: (text) gives "*** Message from Stored Procedure: " and the text (no new line) to
+// the context's print sink; yields the characters of the message as an INTEGER (the
+// declared type is DOUBLE).
 int op_print(EvalContext& ctx, const Value* args, int argc, Value* result) {
   TextArg text;
   int st = arg_text(ctx, args, argc, 0, &text);
   if (st != ARG_OK) return arg_failure(st == ARG_ABSENT ? ARG_BAD : st, result);
-  FILE* out = ctx.print_stream != nullptr ? ctx.print_stream : stdout;
-  int n = std::fprintf(out, "*** Message from Stored Procedure: %.*s", static_cast<int>(text.n),
-                       reinterpret_cast<const char*>(text.p));
-  std::fflush(out);
-  *result = make_integer(n < 0 ? 0 : n);
+  static constexpr std::string_view HEAD = "*** Message from Stored Procedure: ";
+  std::string message;
+  message.reserve(HEAD.size() + text.n);
+  message.append(HEAD);
+  message.append(reinterpret_cast<const char*>(text.p), text.n);
+  // The text ends at its first zero byte, as a C string would.
+  message.resize(std::strlen(message.c_str()));
+  if (ctx.print != nullptr) ctx.print(ctx.print_user, message);
+  *result = make_integer(static_cast<int32_t>(message.size()));
   return 0;
 }
 

@@ -3,30 +3,29 @@
 // let evaluations nest.
 //
 // Each evaluation opens a frame (carved from the frames pool of stack memory) with its own
-// lexer and string-pool level, and closes it on every exit. A diagnostic abandons the
-// evaluation: the recursive-descent parser returns a status up to the entry, which closes the
-// frame, so nothing is skipped and nothing leaks. Only the first diagnostic of an evaluation
-// reaches the caller's reporter.
+// lexer and string-pool level, reads the text into a typed tree (tree_parser.h) and evaluates
+// the tree (tree_eval.h), and closes the frame on every exit. A diagnostic abandons the
+// evaluation: each phase returns a status up to the entry, which closes the frame, so nothing
+// is skipped and nothing leaks. Only the first diagnostic of an evaluation reaches the
+// caller's reporter.
 #pragma once
 
 #include <cstdint>
 #include <string_view>
 
 #include "translator/eval_context.h"
+#include "translator/expr_tree.h"
 #include "translator/lexer.h"
 #include "values/value.h"
 
 namespace tavrel {
 
 enum EvalFlags : unsigned {
-  EVAL_CHECK_ONLY = 1,  // type-check only: nothing is computed, the result carries a type
+  EVAL_CHECK_ONLY = 1,  // type-check the tree only: nothing is computed, the result carries a type
   EVAL_ASSIGN = 2,      // a text that assigns a variable does so through ctx.assign_variable
 };
 
 constexpr int EVAL_FAILED = -1;
-constexpr int MAX_NESTING = 100;   // nested operands (parentheses, unary operators, calls)
-constexpr int MAX_CALL_ARGS = 32;  // arguments of one call
-constexpr int MAX_FRAMES = 16;     // evaluations open at once in one context
 
 struct EvalOutcome {
   int diagnostic;  // the first diagnostic, -1 when none
@@ -63,6 +62,20 @@ int evaluate_as(uint8_t type, std::string_view text, EvalContext& ctx, Value* re
 // The general form: the text comes through a provider; type is TYPE_NONE for any class.
 int evaluate_source(const SourceProvider& source, uint8_t type, EvalContext& ctx, Value* result,
                     EvalOutcome* outcome, unsigned flags);
+
+// Parse once, evaluate many times: the text is read into *tree (its nodes in tree->arena,
+// taken from the heap) with the names of ctx.unit, and type-checked. The tree must be empty
+// (value-initialised) or hold an earlier compiled text, whose nodes are given back first. Returns 0, or EVAL_FAILED
+// after a diagnostic (the tree then holds nothing). flags must be those the tree will be
+// evaluated with: they decide how strictly types are checked and whether assignments are
+// read for performing.
+int compile_text(std::string_view text, EvalContext& ctx, ExprTree* tree,
+                 EvalOutcome* outcome = nullptr, unsigned flags = 0);
+// Evaluates a compiled tree as evaluate evaluates its text.
+int evaluate_compiled(const ExprTree& tree, EvalContext& ctx, Value* result,
+                      EvalOutcome* outcome = nullptr, unsigned flags = 0);
+// Gives back the nodes of a compiled tree.
+void release_tree(ExprTree& tree);
 
 // The class of the expression that starts at the lexer's current place, decided from its
 // first operand after any opening parentheses, without consuming anything: CLASS_NULL,

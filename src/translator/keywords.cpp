@@ -175,21 +175,38 @@ static bool keyword_less(const Keyword& a, const Keyword& b) {
   return std::strcmp(a.text, b.text) < 0;  // strcmp compares bytes as unsigned
 }
 
-// Sorted once; a function-local static is initialised exactly once even when several
-// evaluations start on different threads.
-static const std::array<Keyword, KEYWORD_COUNT>& sorted_keywords() {
-  static const std::array<Keyword, KEYWORD_COUNT> table = [] {
-    std::array<Keyword, KEYWORD_COUNT> t;
-    std::copy(std::begin(KEYWORDS), std::end(KEYWORDS), t.begin());
-    std::sort(t.begin(), t.end(), keyword_less);
+// The table sorted once, with the length of each text; a function-local static is
+// initialised exactly once even when several evaluations start on different threads.
+struct SortedKeywords {
+  std::array<Keyword, KEYWORD_COUNT> row;
+  std::array<size_t, KEYWORD_COUNT> length;
+  // Where the keywords of each first byte begin (entry 256 is the end), so that a search
+  // looks only at keywords of the word's first byte.
+  std::array<int, 257> start;
+};
+
+static const SortedKeywords& sorted_keywords() {
+  static const SortedKeywords table = [] {
+    SortedKeywords t;
+    std::copy(std::begin(KEYWORDS), std::end(KEYWORDS), t.row.begin());
+    std::sort(t.row.begin(), t.row.end(), keyword_less);
+    for (size_t i = 0; i < t.row.size(); i++) t.length[i] = std::strlen(t.row[i].text);
+    int row = 0;
+    for (int b = 0; b < 256; b++) {
+      t.start[static_cast<size_t>(b)] = row;
+      while (row < KEYWORD_COUNT &&
+             static_cast<uint8_t>(t.row[static_cast<size_t>(row)].text[0]) == b) {
+        row++;
+      }
+    }
+    t.start[256] = row;
     return t;
   }();
   return table;
 }
 
-// Plain byte comparison of a word with a zero-terminated keyword text.
-static int compare_word(std::string_view word, const char* text) {
-  size_t n = std::strlen(text);
+// Plain byte comparison of a word with a keyword text of n bytes.
+static int compare_word(std::string_view word, const char* text, size_t n) {
   size_t common = std::min(word.size(), n);
   if (common > 0) {
     int c = std::memcmp(word.data(), text, common);
@@ -200,13 +217,16 @@ static int compare_word(std::string_view word, const char* text) {
 }
 
 int keyword_find(std::string_view word) {
-  const auto& table = sorted_keywords();
-  int lo = 0;
-  int hi = KEYWORD_COUNT - 1;
+  const SortedKeywords& table = sorted_keywords();
+  if (word.empty()) return 0;
+  const size_t first = static_cast<uint8_t>(word[0]);
+  int lo = table.start[first];
+  int hi = table.start[first + 1] - 1;
   while (lo <= hi) {
     int mid = (lo + hi) / 2;
-    int c = compare_word(word, table[mid].text);
-    if (c == 0) return table[mid].token;
+    size_t m = static_cast<size_t>(mid);
+    int c = compare_word(word, table.row[m].text, table.length[m]);
+    if (c == 0) return table.row[m].token;
     if (c < 0) {
       hi = mid - 1;
     } else {
@@ -216,6 +236,6 @@ int keyword_find(std::string_view word) {
   return 0;
 }
 
-const Keyword& keyword_row(int i) { return sorted_keywords()[static_cast<size_t>(i)]; }
+const Keyword& keyword_row(int i) { return sorted_keywords().row[static_cast<size_t>(i)]; }
 
 }  // namespace tavrel

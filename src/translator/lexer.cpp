@@ -553,7 +553,8 @@ int next_token(Lexer& lx) {
     }
     lx.text[word] = '\0';
     lx.text_length = word;
-    if (word > 0) {
+    // No keyword begins with a digit: a number is not looked up.
+    if (word > 0 && !is_digit(c)) {
       int keyword = keyword_find(lexer_text(lx));
       if (keyword != 0) {
         lx.current.pos += static_cast<uint32_t>(word);

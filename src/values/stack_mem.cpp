@@ -1,7 +1,6 @@
 // The chained 4096-byte blocks of the three stack-memory pools.
 #include "values/stack_mem.h"
 
-#include <cstdio>
 #include <new>
 
 namespace tavrel {
@@ -47,7 +46,7 @@ void stack_mem_teardown(StackMemory& mem) {
 void* get_stack_mem(StackMemory& mem, int pool, size_t n) {
   StackPool& p = mem.pools[pool];
   if (p.current == nullptr) {
-    std::fputs("TSP: invalid use of get_stack_mem()!\n", stdout);
+    mem.notice = "TSP: invalid use of get_stack_mem()!\n";
     return nullptr;
   }
   if (n + STACK_BLOCK_HEADER >= STACK_BLOCK_SIZE + 1) return nullptr;
@@ -56,7 +55,7 @@ void* get_stack_mem(StackMemory& mem, int pool, size_t n) {
     if (b->next == nullptr) {
       b->next = new_block();
       if (b->next == nullptr) {
-        std::fputs("No enough memory!\n", stdout);
+        mem.notice = "No enough memory!\n";
         return nullptr;
       }
     }

@@ -1,22 +1,26 @@
 // The string pool: a bounded table of live texts, each tagged with its nesting level.
 #include "values/string_pool.h"
 
-#include <cstdio>
 #include <cstring>
 
 namespace tavrel {
 
-void string_pool_init(StringPool& pool, StackMemory* stack, int text_pool) {
+void string_pool_init(StringPool& pool, StackMemory* stack, int text_pool,
+                      std::span<StringEntry> table) {
+  if (table.empty()) table = std::span<StringEntry>(pool.own_entries);
+  pool.entries = table.data();
+  pool.capacity = static_cast<int>(table.size());
   pool.stack = stack;
   pool.text_pool = text_pool;
   pool.count = 0;
   pool.level = 0;
   pool.run_status = 0;
+  pool.notice = nullptr;
 }
 
 char* pool_alloc_text(StringPool& pool, size_t n) {
-  if (pool.count >= MAX_STRINGS) {
-    std::fputs("LANGLIB: MAX_STRINGS too small!\n", stderr);
+  if (pool.count >= pool.capacity) {
+    pool.notice = "LANGLIB: MAX_STRINGS too small!\n";
     pool.run_status = RUN_NO_MEMORY;
     if (n >= sizeof pool.scratch) return nullptr;
     std::memset(pool.scratch, ' ', n);

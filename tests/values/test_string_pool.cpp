@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <vector>
 
 #include "values/string_pool.h"
 
@@ -28,7 +29,8 @@ TEST(StackMemUnset, APoolNeverSetUpGivesNothing) {
   StackMemory mem{};
   testing::internal::CaptureStdout();
   EXPECT_EQ(get_stack_mem(mem, STACK_FRAMES, 10), nullptr);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "TSP: invalid use of get_stack_mem()!\n");
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");  // the caller shows the message
+  EXPECT_STREQ(mem.notice, "TSP: invalid use of get_stack_mem()!\n");
 }
 
 TEST_F(StackMem, RequestsUpToTheBlockSizeFit) {
@@ -81,12 +83,24 @@ TEST_F(StringPoolTest, TextsAreBlankFilledAndTerminated) {
 TEST_F(StringPoolTest, TheTwoHundredFiftySixthTextOverflowsThePool) {
   for (int i = 0; i < MAX_STRINGS; i++) ASSERT_NE(pool_alloc_text(*pool, 3), nullptr);
   EXPECT_EQ(pool->run_status, 0);
+  EXPECT_EQ(pool->notice, nullptr);
   testing::internal::CaptureStderr();
   char* t = pool_alloc_text(*pool, 3);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "LANGLIB: MAX_STRINGS too small!\n");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");  // the caller shows the message
+  EXPECT_STREQ(pool->notice, "LANGLIB: MAX_STRINGS too small!\n");
   EXPECT_EQ(t, pool->scratch);  // harmless to write
   EXPECT_EQ(pool->run_status, RUN_NO_MEMORY);
   EXPECT_EQ(pool->count, MAX_STRINGS);
+}
+
+TEST_F(StringPoolTest, ACallersTableHoldsMoreTexts) {
+  std::vector<StringEntry> table(1000);
+  string_pool_init(*pool, &mem, STACK_TEXT_A, table);
+  for (int i = 0; i < 1000; i++) ASSERT_NE(pool_alloc_text(*pool, 3), nullptr) << i;
+  EXPECT_EQ(pool->run_status, 0);
+  EXPECT_EQ(pool->entries, table.data());
+  EXPECT_EQ(pool_alloc_text(*pool, 3), pool->scratch);  // the 1001st overflows
+  EXPECT_EQ(pool->run_status, RUN_NO_MEMORY);
 }
 
 TEST_F(StringPoolTest, FreeingKeepsTheOrderOfTheRest) {

@@ -22,7 +22,12 @@ struct Calc {
   StringPool pool;
   EvalContext ctx{};
   bool cp866 = false;
+  std::string printed;  // what PRINT wrote during the current text
 };
+
+void gather_print(void* user, std::string_view text) {
+  static_cast<Calc*>(user)->printed.append(text);
+}
 
 std::string to_console(const Calc& c, const std::string& text) {
   return c.cp866 ? text : cp866_to_utf8(text);
@@ -37,13 +42,9 @@ bool run_text(Calc& c, const std::string& input) {
   int rc = evaluate(text, c.ctx, &v, &o);
   // Messages of PRINT go to the error stream, each on a line of its own, so that standard
   // output keeps one line per text.
-  if (c.ctx.print_stream != nullptr && std::ftell(c.ctx.print_stream) > 0) {
-    std::rewind(c.ctx.print_stream);
-    int ch;
-    while ((ch = std::fgetc(c.ctx.print_stream)) != EOF) std::fputc(ch, stderr);
-    std::fputc('\n', stderr);
-    std::fclose(c.ctx.print_stream);
-    c.ctx.print_stream = std::tmpfile();
+  if (!c.printed.empty()) {
+    std::fprintf(stderr, "%s\n", c.printed.c_str());
+    c.printed.clear();
   }
   bool ok = false;
   std::string line;
@@ -100,7 +101,8 @@ int main(int argc, char** argv) {
   string_pool_init(c.pool, &c.memory, STACK_TEXT_A);
   c.ctx.strings = &c.pool;
   c.ctx.rand_state = 1;
-  c.ctx.print_stream = std::tmpfile();  // null (standard output) when it cannot be had
+  c.ctx.print = gather_print;
+  c.ctx.print_user = &c;
 
   bool all_ok = true;
   if (!texts.empty()) {
@@ -122,7 +124,6 @@ int main(int argc, char** argv) {
     }
     if (pending) all_ok = run_text(c, line) && all_ok;
   }
-  if (c.ctx.print_stream != nullptr) std::fclose(c.ctx.print_stream);
   stack_mem_teardown(c.memory);
   return all_ok ? 0 : 1;
 }

@@ -1,0 +1,19 @@
+// The evaluator of expression trees: computes a tree built by tree_parser.h, as often as
+// wanted, with the values and services of an evaluation context. Numbers are computed on the
+// C stack without allocation; texts come from the context's string pool.
+#pragma once
+
+#include "translator/eval_context.h"
+#include "translator/expr_tree.h"
+
+namespace tavrel {
+
+struct EvalOutcome;
+
+// Evaluates the statements of the tree and keeps the last one's value in *result. Returns 0,
+// or non-zero after a diagnostic, which is recorded in *outcome (and passed to the context's
+// reporter) with the place of the node it arose in. flags are the EvalFlags of evaluate.
+int evaluate_tree(const ExprTree& tree, EvalContext& ctx, unsigned flags, EvalOutcome* outcome,
+                  Value* result);
+
+}  // namespace tavrel
