@@ -8,7 +8,7 @@
 #include <thread>
 #include <vector>
 
-#include "channel/unicode.h"
+#include "text/unicode.h"
 #include "translator/builtins.h"
 #include "translator/diagnostics.h"
 #include "translator/eval_ops.h"
