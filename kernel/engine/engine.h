@@ -127,4 +127,10 @@ constexpr const char* TRIGGER_FUNCTION = "tavrel_fire";
 int engine_fire_trigger(EngineSession* es, int32_t trigger_id, sqlite3_value** new_row, int new_count,
                         sqlite3_value** old_row, int old_count, std::string* error);
 
+// Statement triggers: fires the BEFORE (before true) or AFTER statement triggers of the table
+// that the DML statement (UTF-8) changes, for its event; nothing for other statements. Called
+// around every DML statement a client or a procedure runs. Returns 0, or 1 when an action
+// refused the statement, with the text in *error.
+int engine_statement_triggers(EngineSession* es, std::string_view sql_utf8, bool before, std::string* error);
+
 }  // namespace tavrel::kernel
