@@ -151,11 +151,12 @@ TEST_F(KernelEngine, CallsThatCannotStartCarryTheirPositionAndSayWhy) {
 
   // The session goes on, and the codes a call shares with SQL errors speak of SQL again
   // after an SQL error.
+  EXPECT_EQ(statement("execute \"NO_SUCH_PROCEDURE\"();").code, KERNEL_CALL_UNKNOWN_PROCEDURE);
   a = select("select * from NO_SUCH_TABLE;");
   EXPECT_EQ(a.code, KERNEL_SQL_ERROR);
+  EXPECT_EQ(text_of(KERNEL_SQL_ERROR).rfind("Ошибка в SQL-операторе", 0), 0u) << text_of(KERNEL_SQL_ERROR);
   a = statement("execute \"COUNT_DOWN\" 5;");
   EXPECT_EQ(a.code, KERNEL_CALL_SYNTAX);
-  EXPECT_EQ(text_of(KERNEL_SQL_ERROR).rfind("Ошибка в SQL-операторе", 0), 0u);
 }
 
 TEST_F(KernelEngine, ExecuteAnswersWithTheProceduresOutputs) {
