@@ -803,6 +803,11 @@ int32_t call_statement(EngineSession& es, Frame& f, const Statement& s) {
   Value args[MAX_CALL_ARGS];
   const size_t n = s.args.size() < static_cast<size_t>(MAX_CALL_ARGS) ? s.args.size() : MAX_CALL_ARGS;
   for (size_t i = 0; i < n; ++i) {
+    // A variable is passed as it is (an OUT parameter's variable may well be NULL).
+    if (i < s.vars.size() && s.vars[i] >= 0) {
+      args[i] = f.vars[s.vars[i]];
+      continue;
+    }
     if (eval_value(es, f, s.args[i], &args[i]) != 0) return f.raised;
   }
   CallLink link;
