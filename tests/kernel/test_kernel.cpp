@@ -462,9 +462,6 @@ TEST_F(Kernel, KillEndsAWaitForAnotherSessionsLock) {
 }
 
 TEST_F(Kernel, KillEndsARunningExecution) {
-#ifdef TAVREL_ENGINE_STUB
-  GTEST_SKIP() << "the procedure engine is not built in";
-#endif
   RequestBlock runner, killer;
   ASSERT_EQ(open(&runner), 0u);
   ASSERT_EQ(open(&killer), 0u);

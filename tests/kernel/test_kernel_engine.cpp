@@ -18,12 +18,6 @@
 #include "values/value.h"
 #include "values/value_wire.h"
 
-#ifdef TAVREL_ENGINE_STUB
-#include "tests/kernel/engine_stub.h"
-#define NEEDS_ENGINE() GTEST_SKIP() << "the procedure engine is not built in"
-#else
-#define NEEDS_ENGINE() (void)0
-#endif
 
 namespace tavrel::kernel {
 namespace {
@@ -86,7 +80,6 @@ TEST(TranslationAnswer, EveryDiagnosticTravelsWithItsPlaceAndArgument) {
 }
 
 TEST_F(KernelEngine, AStoreThatDoesNotTranslateListsEveryErrorOfItsBody) {
-  NEEDS_ENGINE();
   const KernelAnswer a = statement(
       "create procedure \"BROKEN\"() declare var Y integer;\n"
       "code\n"
@@ -160,7 +153,6 @@ TEST_F(KernelEngine, CallsThatCannotStartCarryTheirPositionAndSayWhy) {
 }
 
 TEST_F(KernelEngine, ExecuteAnswersWithTheProceduresOutputs) {
-  NEEDS_ENGINE();
   for (const char* command : {"    ", "SLCT"}) {
     SCOPED_TRACE(command);
     const KernelAnswer a = run({command, {"", "execute \"COUNT_DOWN\"(3);", "", ""}, 0, 8192});
@@ -179,7 +171,6 @@ TEST_F(KernelEngine, ExecuteAnswersWithTheProceduresOutputs) {
 }
 
 TEST_F(KernelEngine, ARowTriggerActsOnTheSameConnectionAndCanRefuseTheStatement) {
-  NEEDS_ENGINE();
   ASSERT_EQ(statement("create table T(A integer, B text);").code, 0u);
   ASSERT_EQ(statement("create table AUDIT(X integer);").code, 0u);
   ASSERT_EQ(statement("create trigger T_AUDIT after insert on T for each row execute\n"
@@ -198,82 +189,6 @@ TEST_F(KernelEngine, ARowTriggerActsOnTheSameConnectionAndCanRefuseTheStatement)
   EXPECT_EQ(value("select count(*) from T;"), "2");
 }
 
-#ifdef TAVREL_ENGINE_STUB
-
-// The stand-in's record of what the kernel asked of the engine, emptied.
-StubLog& fresh_log() {
-  StubLog& log = engine_stub_log();
-  std::lock_guard guard(log.lock);
-  log.firings.clear();
-  log.statements.clear();
-  log.forgotten.clear();
-  return log;
-}
-
-TEST_F(KernelEngine, TriggerFunctionHandsNewAndOldRowsOfTheEvent) {
-  ASSERT_EQ(statement("create table T(A integer, B text);").code, 0u);
-  ASSERT_EQ(statement("create trigger TR after insert or update or delete on T for each row execute code end;").code,
-            0u);
-  const int32_t id = std::stoi(value("select $$$ID from system.$$$TRIG where $$$NAME = 'TR';"));
-  StubLog& log = fresh_log();
-  ASSERT_EQ(statement("insert into T values(1, 'a');").code, 0u);
-  ASSERT_EQ(select("update T set B = 'b' where A = 1;").code, KERNEL_NO_MORE_ROWS);  // no rows to show
-  ASSERT_EQ(statement("delete from T;").code, 0u);
-  using Row = std::vector<std::string>;
-  ASSERT_EQ(log.firings.size(), 3u);
-  for (const StubFiring& f : log.firings) EXPECT_EQ(f.trigger_id, id);
-  EXPECT_EQ(log.firings[0].new_row, (Row{"1", "a"}));
-  EXPECT_EQ(log.firings[0].old_row, Row{});
-  EXPECT_EQ(log.firings[1].new_row, (Row{"1", "b"}));
-  EXPECT_EQ(log.firings[1].old_row, (Row{"1", "a"}));
-  EXPECT_EQ(log.firings[2].new_row, Row{});
-  EXPECT_EQ(log.firings[2].old_row, (Row{"1", "b"}));
-
-  // An action that fails refuses the statement with its text, and the row is not there.
-  const KernelAnswer a = statement(std::string("insert into T values(2, '") + STUB_REFUSE + "');");
-  EXPECT_EQ(a.code, KERNEL_SQL_ERROR);
-  EXPECT_NE(text_of(KERNEL_SQL_ERROR).find(STUB_REFUSAL_TEXT), std::string::npos) << text_of(KERNEL_SQL_ERROR);
-  EXPECT_EQ(value("select count(*) from T;"), "0");
-}
-
-TEST_F(KernelEngine, StatementTriggersAreAskedAroundEveryDmlOfAClient) {
-  ASSERT_EQ(statement("create table T(A integer);").code, 0u);
-  StubLog& log = fresh_log();
-  ASSERT_EQ(statement("insert into T values(1);").code, 0u);
-  ASSERT_EQ(select("update T set A = 2;").code, KERNEL_NO_MORE_ROWS);
-  ASSERT_EQ(select("select A from T;").code, 0u);
-  ASSERT_EQ(statement("create index TA on T(A);").code, 0u);
-  // Statements travel padded to an even length.
-  for (std::string& s : log.statements) {
-    while (s.back() == ' ') s.pop_back();
-  }
-  EXPECT_EQ(log.statements, (std::vector<std::string>{"before insert into T values(1);", "after insert into T values(1);",
-                                                      "before update T set A = 2;", "after update T set A = 2;"}));
-  // A text that ends the transaction itself keeps its work.
-  ASSERT_EQ(statement("insert into T values(9); commit;").code, 0u);
-  EXPECT_EQ(value("select count(*) from T where A = 9;"), "1");
-  // A statement that fails is undone and no AFTER trigger is asked.
-  log.statements.clear();
-  EXPECT_EQ(statement("insert into T values(3); insert into NOWHERE values(4);").code, KERNEL_SQL_ERROR);
-  EXPECT_EQ(log.statements.size(), 1u);
-  EXPECT_EQ(value("select count(*) from T where A = 3;"), "0");
-}
-
-TEST_F(KernelEngine, UnitsThatChangeAreGivenUp) {
-  const std::string id = value("select $$$ID from system.$$$PROC where $$$NAME = 'COUNT_DOWN';");
-  StubLog& log = fresh_log();
-  ASSERT_EQ(statement("alter procedure COUNT_DOWN(inout N smallint default 1) code N := 0; end;").code, 0u);
-  ASSERT_EQ(log.forgotten.size(), 1u);
-  EXPECT_EQ(log.forgotten[0], std::stoi(id));
-  ASSERT_EQ(statement("drop procedure COUNT_DOWN;").code, 0u);
-  EXPECT_EQ(log.forgotten.back(), std::stoi(id));
-  // A store that fails gives up nothing.
-  log.forgotten.clear();
-  EXPECT_EQ(statement("drop procedure COUNT_DOWN;").code, KERNEL_PROC_MISSING);
-  EXPECT_TRUE(log.forgotten.empty());
-}
-
-#endif  // TAVREL_ENGINE_STUB
 
 }  // namespace
 }  // namespace tavrel::kernel

@@ -229,14 +229,12 @@ TEST_F(Sql, AStoreThatDoesNotTranslateShowsEachDiagnostic) {
   EXPECT_EQ(r.out, "next\n");
   EXPECT_EQ(r.err.rfind("line 1, column ", 0), 0u) << r.err;
   EXPECT_NE(r.err.find(": ошибка несовместимости типов\n"), std::string::npos) << r.err;
-#ifndef TAVREL_ENGINE_STUB
   // Errors of the body, each on its own line with its own place.
   const SqlRun body = sql({"-U", "DEMO/DEMO"},
                           "create procedure \"BAD\"() declare var Y integer;\ncode\n  Y := ;\n  Y := 1 +;\nend;\n");
   EXPECT_EQ(body.status, 1);
   EXPECT_EQ(body.err.rfind("line 3, column ", 0), 0u) << body.err;
   EXPECT_NE(body.err.find("\nline 4, column "), std::string::npos) << body.err;
-#endif
 }
 
 TEST_F(Sql, CallsThatCannotStartShowTheirPosition) {
@@ -249,9 +247,6 @@ TEST_F(Sql, CallsThatCannotStartShowTheirPosition) {
 }
 
 TEST_F(Sql, ExecutePrintsMessagesOutputsTheReturnValueAndTheException) {
-#ifdef TAVREL_ENGINE_STUB
-  GTEST_SKIP() << "the procedure engine is not built in";
-#endif
   const std::string input =
       "create procedure \"TALK\"(in A integer, out TWICE integer) result integer\n"
       "code\n  print(\"first\");\n  print(\"second\");\n  TWICE := A * 2;\n  return A + 1;\nend;\n"

@@ -9,6 +9,7 @@
 #include "protocol/exec_result.h"
 #include "protocol/records.h"
 #include "text/unicode.h"
+#include "translator/builtins.h"
 #include "translator/diagnostics.h"
 #include "translator/value_form.h"
 #include "values/calendar.h"
@@ -21,7 +22,6 @@ namespace tavrel {
 
 namespace {
 
-constexpr const char* MESSAGE_PREFIX = "*** Message from Stored Procedure: ";
 constexpr const char* RESULT_PREFIX = "Возвращаемое значение: ";
 constexpr const char* EXCEPTION_PREFIX = "Передано состояние исключения ";
 
@@ -146,7 +146,7 @@ int call_result_lines(std::span<const uint8_t> answer, std::vector<std::string>*
   *exception = false;
   ExecResult r;
   if (exec_result_read(answer, &r) != 0) return -1;
-  for (const std::string& m : r.messages) lines->push_back(MESSAGE_PREFIX + m);
+  for (const std::string& m : r.messages) lines->push_back(std::string(PRINT_HEAD) + m);
   if ((r.flags & EXEC_RESULT_MESSAGES_CUT) != 0) lines->push_back("*** (further messages did not fit the answer)");
   std::string form;
   for (const ExecOutput& o : r.outputs) {
