@@ -75,10 +75,11 @@ bool run_call(Session* s, std::string_view sent, KernelAnswer* a) {
 uint32_t run_statement(Session* s, const std::string& sql, uint32_t* changes) {
   sqlite3* db = connection_db(s->connection);
   const bool dml = statement_is_dml(sql);
-  uint32_t code = dml ? dml_begin(db, s->engine, sql, &s->last_message) : 0;
+  bool began = false;
+  uint32_t code = dml ? dml_begin(db, s->engine, sql, &began, &s->last_message) : 0;
   if (code != 0) return code;
   code = storage_execute(db, sql, changes, &s->last_message);
-  return dml ? dml_end(db, s->engine, sql, code, &s->last_message) : code;
+  return dml ? dml_end(db, s->engine, sql, code, began, &s->last_message) : code;
 }
 
 // "    ": a statement; an execute call, the catalogue's create / alter / drop, or any other

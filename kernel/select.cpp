@@ -120,7 +120,8 @@ void run_select_dml(Session* s, sqlite3_stmt* statement, CachedStatement* kept, 
     run_select(s, statement, kept, capacity, a);
     return;
   }
-  a->code = dml_begin(db, s->engine, utf8, &s->last_message);
+  bool began = false;
+  a->code = dml_begin(db, s->engine, utf8, &began, &s->last_message);
   if (a->code != 0) {
     if (kept == nullptr) sqlite3_finalize(statement);
     return;
@@ -129,7 +130,7 @@ void run_select_dml(Session* s, sqlite3_stmt* statement, CachedStatement* kept, 
   // The statement ran when its cursor stays open; the answer's own code may still say that
   // there are no rows to show, or that the first does not fit.
   const uint32_t ran = s->cursor != nullptr ? 0 : a->code;
-  const uint32_t code = dml_end(db, s->engine, utf8, ran, &s->last_message);
+  const uint32_t code = dml_end(db, s->engine, utf8, ran, began, &s->last_message);
   if (code != 0 && ran == 0) {
     // Rows an AFTER action refused are not shown: the statement has been undone.
     select_close(s);

@@ -166,16 +166,26 @@ bool statement_is_dml(std::string_view sql) {
   return false;
 }
 
-uint32_t dml_begin(sqlite3* db, EngineSession* es, std::string_view sql, std::string* message) {
-  if (const uint32_t code = exec(db, SAVEPOINT, message)) return code;
+uint32_t dml_begin(sqlite3* db, EngineSession* es, std::string_view sql, bool* began, std::string* message) {
+  *began = false;
+  if (sqlite3_get_autocommit(db) != 0) {
+    if (const uint32_t code = exec(db, "begin immediate;", message)) return code;
+    *began = true;
+  }
+  if (const uint32_t code = exec(db, SAVEPOINT, message)) {
+    if (*began) exec(db, "rollback;", nullptr);
+    return code;
+  }
   std::string error;
   if (engine_statement_triggers(es, sql, true, &error) == 0) return 0;
   exec(db, SAVEPOINT_UNDO, nullptr);
+  if (*began) exec(db, "rollback;", nullptr);
   *message = cp866_to_utf8(error);
   return KERNEL_SQL_ERROR;
 }
 
-uint32_t dml_end(sqlite3* db, EngineSession* es, std::string_view sql, uint32_t code, std::string* message) {
+uint32_t dml_end(sqlite3* db, EngineSession* es, std::string_view sql, uint32_t code, bool began,
+                 std::string* message) {
   if (code == 0) {
     std::string error;
     if (engine_statement_triggers(es, sql, false, &error) != 0) {
@@ -183,17 +193,18 @@ uint32_t dml_end(sqlite3* db, EngineSession* es, std::string_view sql, uint32_t 
       code = KERNEL_SQL_ERROR;
     }
   }
-  // Releasing the outermost savepoint commits, which may fail in its turn. A text that ended
-  // the transaction itself ("...; commit;") has taken the savepoint with it.
+  // A text that ended the transaction itself ("...; commit;") has taken the savepoint and
+  // the transaction begun with it; nothing is left to keep or undo then.
+  if (sqlite3_get_autocommit(db) != 0) return code;
   if (code == 0) {
     std::string why;
     code = exec(db, SAVEPOINT_RELEASE, &why);
-    if (code == 0 || sqlite3_get_autocommit(db) != 0) return 0;
+    if (code == 0 && began) code = exec(db, "commit;", &why);
+    if (code == 0 || sqlite3_get_autocommit(db) != 0) return code;
     *message = why;
   }
-  // A failure that ended the whole transaction has taken the savepoint with it; nothing is
-  // left to undo then.
   exec(db, SAVEPOINT_UNDO, nullptr);
+  if (began) exec(db, "rollback;", nullptr);
   return code;
 }
 

@@ -47,13 +47,18 @@ uint32_t triggers_remove(sqlite3* db, int64_t trigger_id, std::string* message);
 bool statement_is_dml(std::string_view sql);
 
 // Before a client's DML statement: opens a savepoint and fires the table's BEFORE statement
-// triggers. 0, or KERNEL_SQL_ERROR with the action's text in *message (the savepoint is then
-// gone and the statement must not run).
-uint32_t dml_begin(sqlite3* db, EngineSession* es, std::string_view sql, std::string* message);
+// triggers. Outside a transaction it first begins one that takes the write lock at once
+// (*began is set): reading the trigger table first and writing after would meet another
+// session's write lock without waiting for it. 0, or an error code (KERNEL_SQL_ERROR with the
+// action's text in *message; the busy code when the lock never came): the savepoint and the
+// transaction begun are then gone and the statement must not run.
+uint32_t dml_begin(sqlite3* db, EngineSession* es, std::string_view sql, bool* began, std::string* message);
 
 // After it, with the statement's code: fires the AFTER statement triggers when it succeeded,
-// then keeps its work (release) or undoes it (rollback). Returns the statement's code, or
-// KERNEL_SQL_ERROR with the action's text when an AFTER action refused it.
-uint32_t dml_end(sqlite3* db, EngineSession* es, std::string_view sql, uint32_t code, std::string* message);
+// then keeps its work (release, and commit of the transaction dml_begin began) or undoes it.
+// Returns the statement's code, or an error code with the text when an AFTER action refused
+// it or the commit failed.
+uint32_t dml_end(sqlite3* db, EngineSession* es, std::string_view sql, uint32_t code, bool began,
+                 std::string* message);
 
 }  // namespace tavrel::kernel
