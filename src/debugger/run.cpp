@@ -40,15 +40,11 @@ void show_printed(Debugger& d, uint32_t procedure_id) {
 void show_ended(Debugger& d, const ExecState& state, std::span<const uint8_t> result) {
   d.debugging = false;
   d.started = false;
-  debugger_note(d, NOTE_LINE, debug_text(TXT_SEPARATOR));
-  const std::string name = procedure_name(d, state.procedure_id);
-  debugger_note(d, NOTE_FINISHED, debug_text_with(TXT_FINISHED, name));
-  if (state.exception != 0) {
-    debugger_note(d, NOTE_EXCEPTION, debug_text(TXT_EXCEPTION_PASSED) + exception_text(state.exception));
-  }
+  no_execution(d);
+  // What the notes tell is in d.last before the first of them goes out.
   d.last.outcome = RUN_FINISHED;
   d.last.state = state;
-  d.last.procedure = name;
+  d.last.procedure = procedure_name(d, state.procedure_id);
   if (!result.empty()) {
     Value v;
     d.wire.blocks.clear();
@@ -57,10 +53,14 @@ void show_ended(Debugger& d, const ExecState& state, std::span<const uint8_t> re
       d.last.result_form = typed_value_form(v, d.pool);
       pool_leave_level(d.pool);
       d.last.has_result = true;
-      debugger_note(d, NOTE_RETURN_VALUE, debug_text(TXT_RETURN_VALUE), d.last.result_form);
     }
   }
-  no_execution(d);
+  debugger_note(d, NOTE_LINE, debug_text(TXT_SEPARATOR));
+  debugger_note(d, NOTE_FINISHED, debug_text_with(TXT_FINISHED, d.last.procedure));
+  if (state.exception != 0) {
+    debugger_note(d, NOTE_EXCEPTION, debug_text(TXT_EXCEPTION_PASSED) + exception_text(state.exception));
+  }
+  if (d.last.has_result) debugger_note(d, NOTE_RETURN_VALUE, debug_text(TXT_RETURN_VALUE), d.last.result_form);
 }
 
 // Processes the answer of a request that moved an execution; true when the debugger must go

@@ -35,15 +35,18 @@ bool context_frame(const Debugger& d, uint32_t* procedure_id, uint16_t* executio
 
 int stack_fetch(Debugger& d) {
   d.views.stack.clear();
-  d.views.context = 0;
-  if (d.current_execution == EXECUTION_NONE) return DBG_NOTHING;
+  if (d.current_execution == EXECUTION_NONE) {
+    d.views.context = 0;
+    return DBG_NOTHING;
+  }
   std::vector<StackEntry> frames;
   const int code = request_call_stack(d, d.current_execution, &frames);
   report(d, code);
-  if (code != 0) return code;
   if (frames.size() > STACK_ROWS_MAX) frames.resize(STACK_ROWS_MAX);
   d.views.stack = std::move(frames);
-  return 0;
+  // The selected frame stays while it exists; a stop sets it back to the innermost.
+  if (d.views.context >= d.views.stack.size()) d.views.context = 0;
+  return code;
 }
 
 int locals_fetch(Debugger& d) {

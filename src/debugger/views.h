@@ -35,8 +35,9 @@ struct Views {
   std::vector<std::string> monitor;  // watched expressions, CP866
 };
 
-// Fetches the stack and the locals again at a stop; the context goes back to 0.
+// Fetches the stack and the locals again (a stop has set the context back to 0).
 int views_refresh(Debugger& d);
+// The stack of the current execution; the selected frame stays while the stack has it.
 int stack_fetch(Debugger& d);
 // The locals of the selected frame. A list too long for the answer is reported once per
 // debug session and then shown empty.
