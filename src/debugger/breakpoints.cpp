@@ -157,7 +157,10 @@ int breakpoint_accept(Debugger& d, int index, Breakpoint edited, int* row) {
     const int code = breakpoint_send(d, edited, PROC_SET_BREAKPOINT, static_cast<uint16_t>(position + 1));
     if (code != 0) {
       // The old record stays; one whose old form was cleared is no longer in force.
-      if (cleared) table[position].active = false;
+      if (cleared) {
+        table[position].active = false;
+        if (marks_lines(old.kind)) mark_sessions(d, old.procedure_id, old.line, false);
+      }
       return code;
     }
     edited.active = true;
