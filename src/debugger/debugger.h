@@ -82,6 +82,7 @@ struct Debugger {
 
   // --- Program-wide state ---
   uint16_t current_execution = EXECUTION_NONE;
+  uint32_t current_procedure = 0;  // where the current execution stopped
   bool debugging = false;  // a procedure of this client session is being debugged
   bool started = false;    // a run was started by this program
   RequestBlock internal{}; // the internal channel that runs statements under the debugger

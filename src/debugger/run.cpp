@@ -22,6 +22,7 @@ void clear_marks(Debugger& d) {
 
 void no_execution(Debugger& d) {
   d.current_execution = EXECUTION_NONE;
+  d.current_procedure = 0;
   for (DebugSession& s : d.sessions) {
     s.execution = 0;
     s.marked_line = -1;
@@ -99,6 +100,7 @@ bool process_state(Debugger& d, int code) {
     debugger_note(d, NOTE_EXCEPTION, debug_text(TXT_EXCEPTION_STATE) + exception_text(state.exception));
   }
   d.current_execution = state.execution_id;
+  d.current_procedure = state.procedure_id;
   DebugSession* session = session_find(d, state.procedure_id);
   if (session == nullptr || !session->open) session_open(d, {}, state.procedure_id, false, &session);
   if (session != nullptr && session->open) {

@@ -27,8 +27,8 @@ bool context_frame(const Debugger& d, uint32_t* procedure_id, uint16_t* executio
     *execution = v.stack[v.context].execution_id;
     return true;
   }
-  if (d.current_execution == EXECUTION_NONE || d.last.outcome != RUN_STOPPED) return false;
-  *procedure_id = d.last.state.procedure_id;
+  if (d.current_execution == EXECUTION_NONE) return false;
+  *procedure_id = d.current_procedure;
   *execution = d.current_execution;
   return true;
 }
@@ -60,7 +60,7 @@ int locals_fetch(Debugger& d) {
   const int code = request_locals(d, execution, &entries);
   if (code == static_cast<int>(CHANNEL_ANSWER_TOO_LONG)) {
     // A list longer than the answer is told once per debug session, then shown empty.
-    DebugSession* s = session_find(d, d.last.state.procedure_id);
+    DebugSession* s = session_find(d, procedure_id);
     if (s == nullptr || !s->locals_reported) report(d, code);
     if (s != nullptr) s->locals_reported = true;
     return code;
@@ -119,48 +119,50 @@ int monitor_set(Views& views, size_t row, std::string_view text) {
   return 0;
 }
 
-int evaluate_text(Debugger& d, std::string_view text, std::string* form, std::string* failure) {
-  form->clear();
-  failure->clear();
+namespace {
+
+// Fills the failure of a text that did not give a value.
+int text_failure(int code, const FrameValue& value, TextValue* out) {
+  out->failure = debug_text(TXT_EVAL_FAILED);
+  if (code == EVAL_FAILED) out->diagnostic = diagnostic_message(value.outcome.diagnostic);
+  return code;
+}
+
+}  // namespace
+
+int evaluate_text(Debugger& d, std::string_view text, TextValue* out) {
+  *out = TextValue{};
   uint32_t procedure_id = 0;
   uint16_t execution = 0;
   if (!context_frame(d, &procedure_id, &execution)) return DBG_NOTHING;
   FrameValue value;
   const int code = evaluate_in_frame(d, procedure_id, execution, text, TYPE_NONE, &value);
-  if (code == 0 && value.outcome.assignment && value.type == TYPE_NONE) {
-    *failure = debug_text(TXT_ASSIGNMENT);
+  if (code != 0) return text_failure(code, value, out);
+  if (value.outcome.assignment && value.type == TYPE_NONE) {
+    out->failure = debug_text(TXT_ASSIGNMENT);
     return DBG_REFUSED;
   }
-  if (code != 0) {
-    *failure = debug_text(TXT_EVAL_FAILED);
-    if (code == EVAL_FAILED) *failure += std::string(": ") + diagnostic_message(value.outcome.diagnostic);
-    return code;
-  }
-  *form = std::move(value.form);
+  out->form = std::move(value.form);
   return 0;
 }
 
 std::string monitor_value(Debugger& d, size_t row) {
   if (row >= d.views.monitor.size() || d.views.monitor[row].empty()) return {};
-  std::string form;
-  std::string failure;
-  if (evaluate_text(d, d.views.monitor[row], &form, &failure) != 0) {
-    // The view shows the failure's first words only, without the diagnostic.
-    const size_t colon = failure.find(':');
-    return colon == std::string::npos ? failure : failure.substr(0, colon);
-  }
-  return form;
+  TextValue value;
+  evaluate_text(d, d.views.monitor[row], &value);
+  return value.failure.empty() ? value.form : value.failure;
 }
 
-int assign_text(Debugger& d, std::string_view variable, std::string_view text, std::string* failure) {
-  failure->clear();
+int assign_text(Debugger& d, std::string_view variable, std::string_view text, TextValue* out) {
+  *out = TextValue{};
   uint32_t procedure_id = 0;
   uint16_t execution = 0;
   if (!context_frame(d, &procedure_id, &execution)) return DBG_NOTHING;
   VariableInfo info;
   if (const int code = variable_find(d, procedure_id, variable, &info)) return code;
   if (info.number == VARIABLE_NONE) {
-    *failure = diagnostic_message(DIAG_BAD_IDENTIFIER);
+    out->failure = debug_text(TXT_EVAL_FAILED);
+    out->diagnostic = diagnostic_message(DIAG_BAD_IDENTIFIER);
     return DBG_REFUSED;
   }
   // The value is read in the class of the variable's type: the declared one when the kernel
@@ -173,13 +175,9 @@ int assign_text(Debugger& d, std::string_view variable, std::string_view text, s
   }
   FrameValue value;
   const int code = evaluate_in_frame(d, procedure_id, execution, text, type, &value);
-  if (code != 0) {
-    *failure = debug_text(TXT_EVAL_FAILED);
-    if (code == EVAL_FAILED) *failure += std::string(": ") + diagnostic_message(value.outcome.diagnostic);
-    return code;
-  }
+  if (code != 0) return text_failure(code, value, out);
   if (value.outcome.assignment && value.type == TYPE_NONE) {
-    *failure = debug_text(TXT_ASSIGNMENT);
+    out->failure = debug_text(TXT_ASSIGNMENT);
     return DBG_REFUSED;
   }
   if (const int sent = request_assign_variable(d, execution, info.number, value.wire)) {

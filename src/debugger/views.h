@@ -66,11 +66,17 @@ int monitor_set(Views& views, size_t row, std::string_view text);
 // empty for the empty last row.
 std::string monitor_value(Debugger& d, size_t row);
 
-// Evaluates a text against the selected frame: the typed form, or the failure text with
-// the diagnostic's message in *failure.
-int evaluate_text(Debugger& d, std::string_view text, std::string* form, std::string* failure);
+// What a text evaluated in the selected frame gave (CP866).
+struct TextValue {
+  std::string form;        // the typed form, when it evaluated
+  std::string failure;     // else "Ошибка при вычислении" or "Попытка присвоения"
+  std::string diagnostic;  // the diagnostic's message, after a failed evaluation
+};
+
+// Evaluates a text against the selected frame.
+int evaluate_text(Debugger& d, std::string_view text, TextValue* out);
 // Assigns a variable of the selected frame the value of a text (read in the class of the
 // variable's type); the locals are fetched again.
-int assign_text(Debugger& d, std::string_view variable, std::string_view text, std::string* failure);
+int assign_text(Debugger& d, std::string_view variable, std::string_view text, TextValue* out);
 
 }  // namespace tavrel

@@ -74,6 +74,12 @@ TEST_F(Tool, LocalsStackFramesPrintAndSet) {
   kernel.calls.clear();
   EXPECT_EQ(run({"frame 1", "set I 40 + 2"}), "#1 P line 8\n");
   EXPECT_EQ(tool.err, "");
+  EXPECT_EQ(run({"print I +", "set I \"x\""}), "");
+  EXPECT_EQ(tool.err,
+            "error: Ошибка при вычислении: пропущен операнд\n"
+            "error: Ошибка при вычислении: ошибка несовместимости типов\n");
+  tool.err.clear();
+  EXPECT_EQ(tool.err, "");
   const auto reads = kernel.proc(PROC_LOCALS);
   ASSERT_EQ(reads.size(), 2u);  // the frame's locals, then again after the assignment
   EXPECT_EQ(reads[0].argument, 9u);
@@ -119,13 +125,15 @@ TEST_F(Tool, ErrorsGoToTheErrorStreamAndFailTheRun) {
   kernel.fail_next[PROC_OPEN_SESSION] = {2001, 0};
   run({"open P"});
   EXPECT_EQ(tool.err, "error 2001: kernel\n");  // the kernel's text through GETE
-  run({"frobnicate", "break P", "break P 0", "break P 2 when I", "delete 9"});
+  run({"frobnicate", "break P", "break P 0", "break P 2 when I", "delete 9", "print 1", "print 1 +"});
   EXPECT_EQ(tool.err,
             "error: unknown command frobnicate (tavrel-dbg --help lists them)\n"
             "error: a line number from 1 is needed\n"
             "error: a line number from 1 is needed\n"
             "error: expected: if CONDITION\n"
-            "error: no such breakpoint\n");
+            "error: no such breakpoint\n"
+            "error: no execution is stopped in the debugger\n"
+            "error: no execution is stopped in the debugger\n");
   EXPECT_TRUE(tool.failed);
   EXPECT_EQ(dbg_execute(tool, "# a comment"), 0);
   EXPECT_EQ(dbg_execute(tool, "   "), 0);

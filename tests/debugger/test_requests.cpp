@@ -173,8 +173,8 @@ TEST_F(Requests, VariablesAreFoundThroughOneHandleAndReadAndAssignedByNumber) {
 
   kernel.calls.clear();
   kernel.locals = locals_write(std::vector<LocalEntry>{});
-  std::string failure;
-  ASSERT_EQ(assign_text(d, "counter", "5 + 2", &failure), 0) << failure;
+  TextValue failure;
+  ASSERT_EQ(assign_text(d, "counter", "5 + 2", &failure), 0) << failure.failure;
   const auto assigned = kernel.proc(PROC_ASSIGN_VARIABLE);
   ASSERT_EQ(assigned.size(), 1u);
   EXPECT_EQ(assigned[0].argument, 9u);
@@ -243,6 +243,33 @@ TEST_F(Requests, PrintedMessagesAreAskedUntilNoneAreKept) {
   ASSERT_EQ(printed.size(), 3u);
   EXPECT_EQ(printed[1], std::string(10000, 'b'));
   EXPECT_EQ(printed[2], "end");
+}
+
+TEST_F(Requests, TheMonitorKeepsFiftyExpressionsEvaluatedInTheFrame) {
+  stopped_p();
+  kernel.variables["I"] = {1, TYPE_SMALLINT};
+  kernel.values[1] = wire_of(smallint(5));
+  Views& v = d.views;
+  EXPECT_EQ(monitor_delete(v, 0), DBG_REFUSED);  // nothing to delete
+  ASSERT_EQ(monitor_set(v, 0, "I + 1"), 0);       // typing into the empty last row appends
+  ASSERT_EQ(monitor_set(v, 1, "I := 3"), 0);
+  ASSERT_EQ(monitor_set(v, 2, "NOSUCH"), 0);
+  ASSERT_EQ(monitor_insert(v, 0), 0);
+  EXPECT_EQ(monitor_value(d, 0), "");
+  EXPECT_EQ(monitor_value(d, 1), "6 (SMALLINT)");
+  EXPECT_EQ(cp866_to_utf8(monitor_value(d, 2)), "Попытка присвоения");
+  EXPECT_EQ(cp866_to_utf8(monitor_value(d, 3)), "Ошибка при вычислении");
+  EXPECT_EQ(monitor_value(d, 4), "");  // the empty last row
+  EXPECT_TRUE(kernel.proc(PROC_ASSIGN_VARIABLE).empty());  // an assignment is not performed
+  ASSERT_EQ(monitor_set(v, 1, std::string(600, 'x')), 0);
+  EXPECT_EQ(v.monitor[1].size(), MONITOR_TEXT_MAX);
+  while (v.monitor.size() < MONITOR_MAX) ASSERT_EQ(monitor_insert(v, v.monitor.size()), 0);
+  EXPECT_EQ(monitor_insert(v, 0), DBG_REFUSED);  // a 51st
+  EXPECT_EQ(monitor_set(v, MONITOR_MAX, "1"), DBG_REFUSED);
+  EXPECT_EQ(monitor_delete(v, MONITOR_MAX), DBG_REFUSED);
+  EXPECT_EQ(monitor_delete(v, 0), 0);
+  EXPECT_EQ(v.monitor.size(), MONITOR_MAX - 1);
+  EXPECT_EQ(v.monitor[1], "I := 3");  // the rows below moved up
 }
 
 }  // namespace

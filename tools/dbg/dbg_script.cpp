@@ -298,37 +298,34 @@ void select_frame(DbgTool& t, std::string_view rest) {
   say(&t.out, frame_line(t, row));
 }
 
+// A failed evaluation as an error line: the failure, then the diagnostic's message.
+void fail_value(DbgTool& t, int code, const TextValue& value) {
+  if (code == DBG_NOTHING) return fail(t, "no execution is stopped in the debugger");
+  if (!value.failure.empty()) {
+    fail(t, value.diagnostic.empty() ? value.failure : value.failure + ": " + value.diagnostic);
+  }
+  t.command_failed = true;
+}
+
 void print_expression(DbgTool& t, std::string_view text) {
   text = trim(text);
   if (text.empty()) return fail(t, "print needs an expression");
-  std::string form;
-  std::string failure;
-  const int code = evaluate_text(*t.d, text, &form, &failure);
-  if (code == DBG_NOTHING) return fail(t, "no execution is stopped in the debugger");
-  if (code != 0) {
-    if (!failure.empty()) fail(t, failure);
-    t.command_failed = true;
-    return;
-  }
-  say(&t.out, form);
+  TextValue value;
+  if (const int code = evaluate_text(*t.d, text, &value)) return fail_value(t, code, value);
+  say(&t.out, value.form);
 }
 
 void assign(DbgTool& t, std::string_view rest) {
   const std::string variable = next_word(&rest);
   rest = trim(rest);
   if (variable.empty() || rest.empty()) return fail(t, "set needs a variable and a value");
-  std::string failure;
-  const int code = assign_text(*t.d, variable, rest, &failure);
-  if (code == DBG_NOTHING) return fail(t, "no execution is stopped in the debugger");
-  if (code != 0) {
-    if (!failure.empty()) fail(t, failure);
-    t.command_failed = true;
-  }
+  TextValue value;
+  if (const int code = assign_text(*t.d, variable, rest, &value)) fail_value(t, code, value);
 }
 
 DebugSession* stopped_session(DbgTool& t) {
   if (t.d->current_execution == EXECUTION_NONE) return nullptr;
-  return session_find(*t.d, t.d->last.state.procedure_id);
+  return session_find(*t.d, t.d->current_procedure);
 }
 
 void execute(DbgTool& t, std::string_view line) {
