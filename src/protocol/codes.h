@@ -156,4 +156,16 @@ const char* exception_name(int code);
 // "CUSTOM (%d)".
 std::string exception_text(int code);
 
+// --- The debugger's requests: rooms and answers beyond the table above ----------------------
+// PROC_READ_VARIABLE is sent with room for 16 bytes of value; a longer value (a text, a
+// NUMERIC) comes back as 1014 with the length it needs, and the read is repeated with that.
+constexpr uint16_t PROC_VALUE_ANSWER = 16;
+// PROC_FIND_VARIABLE answers the number in the argument/count field and, as one byte of
+// answer data, the variable's declared type code (0 when the kernel does not tell it).
+constexpr uint16_t PROC_VARIABLE_TYPE_ANSWER = 1;
+// PROC_EXECUTE's data: u16 internal-channel number, u16 statement length, the statement.
+constexpr size_t PROC_EXECUTE_HEAD = 4;
+// PROC_OPEN_SESSION by identifier: a zero length byte and the u32 identifier.
+constexpr size_t PROC_OPEN_BY_ID_SIZE = 5;
+
 }  // namespace tavrel

@@ -247,4 +247,111 @@ int active_entry_write(const ActiveEntry& entry, std::span<uint8_t> out) {
   return 0;
 }
 
+// --- Debugger views ---------------------------------------------------------------------------
+
+int call_stack_read(std::span<const uint8_t> bytes, std::vector<StackEntry>* out) {
+  out->clear();
+  ByteReader r{bytes};
+  const uint16_t count = r.u16();
+  for (uint16_t i = 0; i < count && r.has(STACK_ENTRY_SIZE); ++i) {
+    StackEntry e;
+    e.procedure_id = r.u32();
+    e.line = r.u32();
+    e.execution_id = r.u16();
+    e.flags = r.u16();
+    out->push_back(e);
+  }
+  return r.ok && out->size() == count ? 0 : -1;
+}
+
+std::vector<uint8_t> call_stack_write(std::span<const StackEntry> frames) {
+  const size_t count = std::min(frames.size(), STACK_ENTRIES_MAX);
+  std::vector<uint8_t> out(2 + count * STACK_ENTRY_SIZE);
+  ByteWriter w{out};
+  w.u16(static_cast<uint32_t>(count));
+  for (size_t i = 0; i < count; ++i) {
+    w.u32(frames[i].procedure_id);
+    w.u32(frames[i].line);
+    w.u16(frames[i].execution_id);
+    w.u16(frames[i].flags);
+  }
+  return out;
+}
+
+int locals_read(std::span<const uint8_t> bytes, std::vector<LocalEntry>* out) {
+  out->clear();
+  ByteReader r{bytes};
+  const uint16_t count = r.u16();
+  for (uint16_t i = 0; i < count && r.ok; ++i) {
+    LocalEntry e;
+    e.number = r.u16();
+    const auto name = r.take(r.u8());
+    const auto value = r.take(r.u16());
+    if (!r.ok) break;
+    e.name.assign(reinterpret_cast<const char*>(name.data()), name.size());
+    e.value.assign(value.begin(), value.end());
+    out->push_back(std::move(e));
+  }
+  return r.ok ? 0 : -1;
+}
+
+std::vector<uint8_t> locals_write(std::span<const LocalEntry> locals) {
+  const size_t count = std::min<size_t>(locals.size(), 0xFFFF);
+  size_t size = 2;
+  for (size_t i = 0; i < count; ++i) {
+    size += 5 + std::min<size_t>(locals[i].name.size(), 0xFF) + std::min<size_t>(locals[i].value.size(), 0xFFFF);
+  }
+  std::vector<uint8_t> out(size);
+  ByteWriter w{out};
+  w.u16(static_cast<uint32_t>(count));
+  for (size_t i = 0; i < count; ++i) {
+    const LocalEntry& e = locals[i];
+    const size_t name = std::min<size_t>(e.name.size(), 0xFF);
+    const size_t value = std::min<size_t>(e.value.size(), 0xFFFF);
+    w.u16(e.number);
+    w.u8(static_cast<uint8_t>(name));
+    w.raw({reinterpret_cast<const uint8_t*>(e.name.data()), name});
+    w.u16(static_cast<uint32_t>(value));
+    w.raw({e.value.data(), value});
+  }
+  return out;
+}
+
+int printed_messages_read(std::span<const uint8_t> bytes, std::vector<std::string>* out) {
+  out->clear();
+  ByteReader r{bytes};
+  const uint16_t count = r.u16();
+  for (uint16_t i = 0; i < count && r.ok; ++i) {
+    const auto text = r.take(r.u16());
+    if (r.ok) out->emplace_back(reinterpret_cast<const char*>(text.data()), text.size());
+  }
+  return r.ok ? 0 : -1;
+}
+
+std::vector<uint8_t> printed_messages_write(std::span<const std::string> messages, size_t capacity,
+                                            size_t* taken) {
+  capacity = std::min<size_t>(capacity, 0xFFFF);
+  std::vector<uint8_t> out(2, 0);
+  size_t count = 0;
+  for (const std::string& m : messages) {
+    if (count == 0xFFFF || out.size() + 2 > capacity) break;
+    size_t n = std::min(m.size(), capacity - out.size() - 2);
+    // Only the first message is cut to fit; a later one that does not fit waits whole.
+    if (n < m.size() && count > 0) break;
+    const size_t at = out.size();
+    out.resize(at + 2 + n);
+    put_u16(out.data() + at, static_cast<uint32_t>(n));
+    std::memcpy(out.data() + at + 2, m.data(), n);
+    ++count;
+  }
+  if (out.size() > capacity) out.clear();  // no room even for the count
+  else put_u16(out.data(), static_cast<uint32_t>(count));
+  *taken = count;
+  return out;
+}
+
+std::span<const uint8_t> exec_state_result(std::span<const uint8_t> answer) {
+  return answer.size() > EXEC_STATE_SIZE ? answer.subspan(EXEC_STATE_SIZE) : std::span<const uint8_t>{};
+}
+
 }  // namespace tavrel

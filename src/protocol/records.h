@@ -17,6 +17,8 @@
 #include <string_view>
 #include <vector>
 
+#include "protocol/codes.h"
+
 namespace tavrel {
 
 // --- Client code-page block (buffer 3 of the commands that carry it) -----------------------
@@ -160,5 +162,54 @@ struct ActiveEntry {
 };
 int active_entry_read(std::span<const uint8_t> bytes, ActiveEntry* out);
 int active_entry_write(const ActiveEntry& entry, std::span<uint8_t> out);
+
+// --- Debugger views: the call stack, the locals, the printed messages -----------------------
+// Answers of PROC_CALL_STACK, PROC_LOCALS and PROC_READ_TABLE, and the return value behind
+// the state record of a finished execution. Values inside them are in the wire form of
+// values/value_wire.h; this layer carries them as bytes and leaves their decoding to the
+// client, so that it needs nothing above it.
+
+// PROC_CALL_STACK: u16 count, then per frame, innermost first: u32 procedure identifier,
+// u32 line (from 0), u16 execution identifier, u16 state flags.
+constexpr size_t STACK_ENTRY_SIZE = 12;
+// Frames one 4000-byte answer holds; a deeper stack is sent cut to its innermost frames.
+constexpr size_t STACK_ENTRIES_MAX = (PROC_ANSWER - 2) / STACK_ENTRY_SIZE;
+struct StackEntry {
+  uint32_t procedure_id = 0;
+  uint32_t line = 0;
+  uint16_t execution_id = 0;
+  uint16_t flags = 0;
+};
+// Reads the frames; -1 when the answer ends inside the count or a frame (frames read so far stay).
+int call_stack_read(std::span<const uint8_t> bytes, std::vector<StackEntry>* out);
+// The answer for the frames (at most STACK_ENTRIES_MAX of them, the first ones).
+std::vector<uint8_t> call_stack_write(std::span<const StackEntry> frames);
+
+// PROC_LOCALS: u16 count, then per variable: u16 number (from 1; VARIABLE_NONE for the
+// return value), u8 name length, the name (CP866), u16 length of the value, the value in
+// its wire form. A list longer than the answer length is not cut: the kernel answers 1014
+// with the length it needs.
+struct LocalEntry {
+  uint16_t number = 0;
+  std::string name;
+  std::vector<uint8_t> value;  // wire form
+};
+int locals_read(std::span<const uint8_t> bytes, std::vector<LocalEntry>* out);
+// Names are cut to 255 bytes and values to 65,535.
+std::vector<uint8_t> locals_write(std::span<const LocalEntry> locals);
+
+// PROC_READ_TABLE: the messages that the executions of the debug session printed since the
+// last request: u16 count, then per message u16 length and the text (CP866). The answer
+// holds as many whole messages as fit its length, oldest first; the argument/count field
+// tells how many are still kept for the next request.
+int printed_messages_read(std::span<const uint8_t> bytes, std::vector<std::string>* out);
+// The answer for as many of the messages as fit capacity bytes (at least the first, cut to
+// fit); *taken gets how many went in.
+std::vector<uint8_t> printed_messages_write(std::span<const std::string> messages, size_t capacity,
+                                            size_t* taken);
+
+// The wire form of the return value behind the state record of a finished execution; empty
+// when the answer ends with the record (the procedure has no RESULT).
+std::span<const uint8_t> exec_state_result(std::span<const uint8_t> answer);
 
 }  // namespace tavrel
