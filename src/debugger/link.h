@@ -52,14 +52,14 @@ struct DebugNote {
 using NoteSink = void (*)(void* user, const DebugNote& note);
 
 // Statuses of the debugger's operations: 0, a kernel or channel code (positive, already
-// given to the sink), or one of these.
+// given to the sink; an answer that does not hold its layout counts as the failed exchange
+// 1002), or one of these.
 enum DebugStatus : int {
   DBG_OK = 0,
   DBG_REFUSED = -1,      // refused by the debugger's own checks (a note said why, or nothing needed saying)
   DBG_NOTHING = -2,      // nothing to act on (no current execution, no such row)
   DBG_INTERRUPTED = -3,  // the person ended a waiting request
-  DBG_BAD_ANSWER = -4,   // the kernel's answer is shorter than its layout
-  DBG_TOO_LONG = -5,     // a text does not fit its request
+  DBG_TOO_LONG = -4,     // a text does not fit its request
 };
 
 }  // namespace tavrel
