@@ -12,6 +12,9 @@ namespace tavrel {
 
 constexpr int BUILTIN_COUNT = 134;  // numbers from 134 up are routines of the unit
 
+// What PRINT puts before its text; clients that show a procedure's messages put it there too.
+constexpr std::string_view PRINT_HEAD = "*** Message from Stored Procedure: ";
+
 // The numbers of the built-ins: their positions in the table, fixed for good (the kernel
 // and stored procedures know functions by these numbers).
 enum BuiltinNumber : int {

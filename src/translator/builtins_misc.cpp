@@ -282,10 +282,9 @@ int op_print(EvalContext& ctx, const Value* args, int argc, Value* result) {
   TextArg text;
   int st = arg_text(ctx, args, argc, 0, &text);
   if (st != ARG_OK) return arg_failure(st == ARG_ABSENT ? ARG_BAD : st, result);
-  static constexpr std::string_view HEAD = "*** Message from Stored Procedure: ";
   std::string message;
-  message.reserve(HEAD.size() + text.n);
-  message.append(HEAD);
+  message.reserve(PRINT_HEAD.size() + text.n);
+  message.append(PRINT_HEAD);
   message.append(reinterpret_cast<const char*>(text.p), text.n);
   // The text ends at its first zero byte, as a C string would.
   message.resize(std::strlen(message.c_str()));
