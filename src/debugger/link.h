@@ -34,7 +34,7 @@ enum NoteKind : int {
   NOTE_EXCEPTION,     // "Состояние исключения X" or "Передано состояние исключения X"
   NOTE_RETURN_VALUE,  // text "Возвращаемое значение", detail the value's typed form
   NOTE_VALUE_CHANGED, // "Значение V изменилось": an on-change breakpoint stopped the run
-  NOTE_PRINTED,       // a message that a debugged execution printed
+  NOTE_PRINTED,       // a message that a debugged execution printed, without PRINT's head
   NOTE_MESSAGE,       // the debugger's own refusal, for a message box
   NOTE_KERNEL_ERROR,  // a kernel or channel code; text only for debugger errors (7204)
   NOTE_QUERY_ERROR,   // the run's statement is wrong: detail the statement, position set
