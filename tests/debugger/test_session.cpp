@@ -73,9 +73,6 @@ TEST_F(States, DebuggerErrorsAreReportedWithTheirTexts) {
   debugger_step(d, PROC_STEP);
   EXPECT_EQ(notes.back().text, "Процедура не находится в ожидании команды от отладчика");
   EXPECT_EQ(d.current_execution, EXECUTION_NONE);
-
-  EXPECT_EQ(debugger_error_text(17).substr(0, 2), cp866("%%"));
-  EXPECT_EQ(cp866_to_utf8(debugger_error_text(9)), "Слишком много точек останова");
   EXPECT_EQ(cp866_to_utf8(debugger_error_text(0)), "Код возврата Таврела 7204");
 }
 
