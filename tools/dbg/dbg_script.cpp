@@ -358,6 +358,7 @@ void execute(DbgTool& t, std::string_view line) {
     run_statement(t, rest);
   } else if (command == "wait") {
     DebugSession* s = session_for(t, next_word(&rest));
+    if (s != nullptr && s->execution > 0) return fail(t, s->name + " is stopped in the debugger already");
     if (s != nullptr) tell_outcome(t, debugger_wait_for(d, *s));
   } else if (command == "catch") {
     tell_outcome(t, debugger_catch_any(d));
