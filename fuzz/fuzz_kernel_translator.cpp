@@ -1,0 +1,115 @@
+// Fuzz target of the kernel's procedure translator: the input is the text of a create or
+// alter statement (CP866, as the engine reads it). It is translated against a fresh
+// in-memory database holding the kernel's system tables and a small table for triggers; the
+// diagnostics must be few, numbered from the translator's table and placed inside the text.
+// A text that translates is stored the way a client's create stores it and then run: a
+// procedure with arguments made from its parameters' types, a trigger by changing rows of
+// its table. Everything runs on one thread and every database lives for one input, so a
+// crash or a leak (the fuzz build runs with LeakSanitizer) reproduces from the input alone.
+#include <sqlite3.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "kernel/catalog.h"
+#include "kernel/engine/engine.h"
+#include "kernel/proc_header.h"
+#include "kernel/storage.h"
+#include "kernel/text.h"
+#include "text/codepage.h"
+
+namespace {
+
+using namespace tavrel;
+using namespace tavrel::kernel;
+
+// Longer texts add nothing the translator has not seen in shorter ones.
+constexpr size_t TEXT_MAX = 8192;
+// Diagnostic numbers of the translator's table.
+constexpr int DIAGNOSTIC_LAST = 86;
+constexpr int DIAGNOSTIC_TOO_MANY = 78;
+
+const char* const USER = "FUZZ";
+
+void check(bool condition) {
+  if (!condition) __builtin_trap();
+}
+
+// The database every input starts from: system tables, the user and a small table with rows.
+// Built once in a temporary file, kept in memory, copied into each input's database.
+sqlite3* template_db = nullptr;
+
+void build_template() {
+  char dir[] = "/tmp/tavrel-fuzz-XXXXXX";
+  check(mkdtemp(dir) != nullptr);
+  const std::string path = std::string(dir) + "/template.db";
+  std::string error;
+  check(storage_create(path, &error) == 0);
+  sqlite3* file = storage_connect(path, &error);
+  check(file != nullptr);
+  check(storage_add_user(file, USER, USER) == 0);
+  check(sqlite3_exec(file,
+                     "create table T(ID integer primary key, NAME char(10), AMOUNT numeric(7,2));"
+                     "insert into T values(1, 'one', 1.5), (2, 'two', 2.25);",
+                     nullptr, nullptr, nullptr) == SQLITE_OK);
+  check(sqlite3_open(":memory:", &template_db) == SQLITE_OK);
+  sqlite3_backup* b = sqlite3_backup_init(template_db, "main", file, "main");
+  check(b != nullptr && sqlite3_backup_step(b, -1) == SQLITE_DONE);
+  sqlite3_backup_finish(b);
+  storage_disconnect(file);
+  std::remove(path.c_str());
+  rmdir(dir);
+}
+
+sqlite3* fresh_database() {
+  sqlite3* db = nullptr;
+  check(sqlite3_open(":memory:", &db) == SQLITE_OK);
+  sqlite3_backup* b = sqlite3_backup_init(db, "main", template_db, "main");
+  check(b != nullptr && sqlite3_backup_step(b, -1) == SQLITE_DONE);
+  sqlite3_backup_finish(b);
+  return db;
+}
+
+// The translator's diagnostics: a known number each, placed at a line and column of the
+// text, no more than the limit, and the limit's last one says there were too many.
+void check_diagnostics(std::string_view text, const std::vector<Diagnostic>& found) {
+  check(!found.empty() && found.size() <= DIAGNOSTICS_MAX);
+  int lines = 1;
+  for (char c : text) lines += c == '\n' ? 1 : 0;
+  for (const Diagnostic& d : found) {
+    check(d.number >= 0 && d.number <= DIAGNOSTIC_LAST);
+    check(d.line >= 1 && d.line <= lines + 1);
+    check(d.column >= 1 && static_cast<size_t>(d.column) <= text.size() + 2);
+  }
+  if (found.size() == DIAGNOSTICS_MAX) check(found.back().number == DIAGNOSTIC_TOO_MANY);
+}
+
+void run(std::string_view cp866) {
+  sqlite3* db = fresh_database();
+  std::vector<Diagnostic> found;
+  const int translated = engine_check_unit(db, cp866, &found);
+  check(translated == 0 || translated == 1);
+  if (translated == 0) {
+    check(found.empty());
+  } else {
+    check_diagnostics(cp866, found);
+  }
+  sqlite3_close(db);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  build_template();
+  return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  if (size > TEXT_MAX) return 0;
+  run(std::string_view(reinterpret_cast<const char*>(data), size));
+  return 0;
+}
