@@ -66,6 +66,8 @@ void pending_fetch(PendingAnswer* pending, uint32_t position, uint16_t capacity,
   if (n > ANSWER_DATA_MAX) n = ANSWER_DATA_MAX;
   a->code = pending->head.code;
   a->argument = pending->head.argument;
+  a->answer_word = pending->head.answer_word;
+  a->system_code = pending->head.system_code;
   const auto from = pending->data.begin() + static_cast<long>(position);
   a->data.assign(from, from + static_cast<long>(n));
   if (position + n >= pending->data.size()) pending->data.clear();

@@ -11,11 +11,15 @@
 #include <cstring>
 
 #include "protocol/bytes.h"
+#include "text/codepage.h"
 #include "text/unicode.h"
+#include "translator/diagnostics.h"
+#include "kernel/engine/engine.h"
 #include "kernel/errors.h"
 #include "kernel/proc_header.h"
 #include "kernel/storage.h"
 #include "kernel/text.h"
+#include "kernel/triggers.h"
 
 namespace tavrel::kernel {
 
@@ -34,6 +38,18 @@ struct CatalogStatement {
   const char* sql;   // nullptr: the rewrite of text with the holes as parameters
   RowLayout layout;
 };
+
+// The size of a layout's rows, which answers carry in their answer word.
+uint16_t row_size(RowLayout layout) {
+  switch (layout) {
+    case LAYOUT_ID: return ROW_ID;
+    case LAYOUT_TRIGGER: return ROW_TRIGGER;
+    case LAYOUT_BODY: return ROW_BODY;
+    case LAYOUT_PARAM: return ROW_PARAM;
+    case LAYOUT_NAME: return ROW_NAME;
+  }
+  return 0;
+}
 
 const CatalogStatement CATALOG_STATEMENTS[] = {
     {"select $$$id from system.$$$proc, system.$$$usr where $$$name = '%s' and $$$s32 = 0 and $$$s31 > 0 and "
@@ -177,6 +193,7 @@ std::vector<uint8_t> encode_row(sqlite3_stmt* st, RowLayout layout, const Catalo
 // Rows of the pending catalogue result that fit the capacity; at the end the result is
 // dropped.
 size_t deliver(CatalogState* s, uint16_t capacity, KernelAnswer* a) {
+  a->answer_word = s->row_size;
   const size_t count = rows_deliver(s->rows, &s->next, capacity, a);
   if (a->code == KERNEL_NO_MORE_ROWS) {
     s->active = false;
@@ -202,11 +219,26 @@ uint32_t run(sqlite3* db, const char* sql, std::initializer_list<std::string_vie
 }
 
 std::vector<uint8_t> one_error(const ProcHeader& h) {
-  TranslationError e;
-  e.number = static_cast<uint32_t>(h.diagnostic);
-  e.line = static_cast<uint32_t>(h.line);
-  e.column = static_cast<uint32_t>(h.column);
-  return translation_errors_write({e});
+  return translation_answer({Diagnostic{h.diagnostic, h.line, h.column, {}}});
+}
+
+// Whether a message takes a number ("%d", "%ld") for its argument.
+bool takes_number(int number) {
+  const std::string_view message = diagnostic_message(number);
+  return message.find("%d") != std::string_view::npos || message.find("%ld") != std::string_view::npos;
+}
+
+// The argument as a 16-bit number, when it is one.
+bool small_number(const std::string& text, uint16_t* out) {
+  if (text.empty() || text.size() > 5) return false;
+  uint32_t n = 0;
+  for (char c : text) {
+    if (c < '0' || c > '9') return false;
+    n = n * 10 + static_cast<uint32_t>(c - '0');
+  }
+  if (n > 0xFFFF) return false;
+  *out = static_cast<uint16_t>(n);
+  return true;
 }
 
 uint32_t insert_params(sqlite3* db, sqlite3_int64 proc_id, const ProcHeader& h, std::string* message) {
@@ -243,6 +275,25 @@ uint32_t insert_params(sqlite3* db, sqlite3_int64 proc_id, const ProcHeader& h, 
   return storage_code(rc);
 }
 
+// The name of a table as SQLite keeps it, found without regard to letter case.
+uint32_t table_name(sqlite3* db, std::string* name, std::string* message) {
+  sqlite3_stmt* st = nullptr;
+  int rc = sqlite3_prepare_v2(db, "select name from sqlite_schema where type = 'table' and name = ? collate nocase;",
+                              -1, &st, nullptr);
+  if (rc == SQLITE_OK) rc = sqlite3_bind_text(st, 1, name->c_str(), -1, SQLITE_TRANSIENT);
+  if (rc == SQLITE_OK) rc = sqlite3_step(st);
+  const bool found = rc == SQLITE_ROW;
+  if (found) *name = column_text(st, 0);
+  if (rc != SQLITE_ROW && rc != SQLITE_DONE) *message = sqlite3_errmsg(db);
+  sqlite3_finalize(st);
+  if (found) return 0;
+  if (rc == SQLITE_DONE) {
+    *message = "no such table: " + *name;
+    return KERNEL_NO_OBJECT;
+  }
+  return storage_code(rc);
+}
+
 uint32_t drop_procedure_rows(sqlite3* db, sqlite3_int64 id, std::string* message) {
   const std::string text = std::to_string(id);
   uint32_t code = run(db, "delete from \"$$$PRCD\" where PROCID = ?;", {text}, nullptr, message);
@@ -251,8 +302,9 @@ uint32_t drop_procedure_rows(sqlite3* db, sqlite3_int64 id, std::string* message
 }
 
 // The statement's work, inside the caller's transaction.
+// Units whose compiled form goes once the transaction commits land in *changed.
 uint32_t store(sqlite3* db, const std::string& owner, std::string_view utf8, const ProcHeader& h,
-               std::string* message) {
+               std::vector<int32_t>* changed, std::string* message) {
   sqlite3_int64 owner_id = 0;
   uint32_t code = run(db, "select \"$$$S31\" from \"$$$USR\" where \"$$$S34\" = ?;", {owner}, &owner_id, message);
   if (code != 0) return code;
@@ -266,6 +318,7 @@ uint32_t store(sqlite3* db, const std::string& owner, std::string_view utf8, con
     code = run(db, "select \"$$$ID\" from \"$$$PROC\" where \"$$$NAME\" = ? and \"$$$KIND\" = 0;", {name}, &id,
                message);
     if (code != 0) return code;
+    if (id != 0) changed->push_back(static_cast<int32_t>(id));
     if (h.verb == VERB_DROP) return id == 0 ? KERNEL_PROC_MISSING : drop_procedure_rows(db, id, message);
     if (h.verb == VERB_CREATE && id != 0) return KERNEL_PROC_EXISTS;
     if (h.verb == VERB_ALTER && id == 0) return KERNEL_PROC_MISSING;
@@ -281,6 +334,8 @@ uint32_t store(sqlite3* db, const std::string& owner, std::string_view utf8, con
                  "values(?, ?, 0, ?, ?) returning \"$$$ID\";",
                  {name, owner_text, body, h.debug ? "1" : "0"}, &id, message);
       if (code == KERNEL_CONSTRAINT) return KERNEL_PROC_EXISTS;
+      // An identifier may come round again after the procedure that had it was dropped.
+      if (code == 0) changed->push_back(static_cast<int32_t>(id));
     }
     return code != 0 ? code : insert_params(db, id, h, message);
   }
@@ -293,21 +348,18 @@ uint32_t store(sqlite3* db, const std::string& owner, std::string_view utf8, con
     sqlite3_int64 action = 0;
     const std::string id_text = std::to_string(trigger_id);
     code = run(db, "select \"$$$PROC\" from \"$$$TRIG\" where \"$$$ID\" = ?;", {id_text}, &action, message);
+    if (code == 0) changed->push_back(static_cast<int32_t>(action));
+    if (code == 0) code = triggers_remove(db, trigger_id, message);
     if (code == 0) code = drop_procedure_rows(db, action, message);
     if (code == 0) code = run(db, "delete from \"$$$TRIG\" where \"$$$ID\" = ?;", {id_text}, nullptr, message);
     if (code != 0 || h.verb == VERB_DROP) return code;
   } else if (h.verb == VERB_DROP) {
     return KERNEL_NO_OBJECT;
   }
-  const std::string table = cp866_to_utf8(h.table);
-  sqlite3_int64 found = 0;
-  code = run(db, "select count(*) from sqlite_schema where type = 'table' and name = ? collate nocase;", {table},
-             &found, message);
+  // The table as SQLite names it: the head's name may differ in letter case.
+  std::string table = cp866_to_utf8(h.table);
+  code = table_name(db, &table, message);
   if (code != 0) return code;
-  if (found == 0) {
-    *message = "no such table: " + table;
-    return KERNEL_NO_OBJECT;
-  }
   code = run(db,
              "insert into \"$$$TRIG\"(\"$$$NAME\", \"$$$OWNER\", \"$$$PROC\", \"$$$TABLE\", \"$$$EVENTS\", "
              "\"$$$BEFORE\", \"$$$ROW\") values(?, ?, 0, ?, ?, ?, ?) returning \"$$$ID\";",
@@ -322,9 +374,11 @@ uint32_t store(sqlite3* db, const std::string& owner, std::string_view utf8, con
              "values(?, ?, 1, ?, ?) returning \"$$$ID\";",
              {action_name, owner_text, body, h.debug ? "1" : "0"}, &action, message);
   if (code == 0) {
+    changed->push_back(static_cast<int32_t>(action));
     code = run(db, "update \"$$$TRIG\" set \"$$$PROC\" = ? where \"$$$ID\" = ?;",
                {std::to_string(action), std::to_string(trigger_id)}, nullptr, message);
   }
+  if (code == 0) code = triggers_install(db, trigger_id, table, h.before, h.events, h.for_each_row, message);
   return code;
 }
 
@@ -386,6 +440,7 @@ bool catalog_select(const CatalogContext& c, std::string_view sql, uint16_t capa
   state->active = false;
   state->rows.clear();
   state->next = 0;
+  state->row_size = row_size(found->layout);
   const std::string rewritten = found->sql != nullptr ? found->sql : catalog_rewrite(found->text, true);
   sqlite3_stmt* st = nullptr;
   int rc = sqlite3_prepare_v2(c.db, rewritten.c_str(), -1, &st, nullptr);
@@ -505,6 +560,16 @@ uint32_t catalog_store(sqlite3* db, const std::string& owner, std::string_view u
     return KERNEL_TRANSLATION_ERRORS;
   }
   *errors = {0, 0};
+  // The whole text translates before anything is stored; a drop has no text to translate.
+  if (h.verb != VERB_DROP) {
+    std::vector<Diagnostic> diagnostics;
+    if (engine_check_unit(db, utf8_to_cp866(utf8), &diagnostics) != 0) {
+      // A text refused without a word from the translator still gets an entry to show.
+      if (diagnostics.empty()) diagnostics.push_back(Diagnostic{DIAG_SYNTAX, 0, 0, {}});
+      *errors = translation_answer(diagnostics);
+      return KERNEL_TRANSLATION_ERRORS;
+    }
+  }
   // One transaction: a kernel killed half-way leaves the catalogue as it was.
   char* error = nullptr;
   if (sqlite3_exec(db, "begin immediate;", nullptr, nullptr, &error) != SQLITE_OK) {
@@ -512,9 +577,38 @@ uint32_t catalog_store(sqlite3* db, const std::string& owner, std::string_view u
     sqlite3_free(error);
     return KERNEL_BUSY;
   }
-  const uint32_t code = store(db, owner, trimmed(utf8), h, message);
-  sqlite3_exec(db, code == 0 ? "commit;" : "rollback;", nullptr, nullptr, nullptr);
-  return code;
+  std::vector<int32_t> changed;
+  uint32_t code = store(db, owner, trimmed(utf8), h, &changed, message);
+  if (code == 0 && sqlite3_exec(db, "commit;", nullptr, nullptr, &error) != SQLITE_OK) {
+    *message = error != nullptr ? error : "commit failed";
+    sqlite3_free(error);
+    code = KERNEL_BUSY;
+  }
+  if (code != 0) {
+    sqlite3_exec(db, "rollback;", nullptr, nullptr, nullptr);
+    return code;
+  }
+  for (int32_t id : changed) engine_forget_unit(id);
+  return 0;
+}
+
+std::vector<uint8_t> translation_answer(const std::vector<Diagnostic>& diagnostics) {
+  std::vector<TranslationError> errors;
+  errors.reserve(diagnostics.size());
+  for (const Diagnostic& d : diagnostics) {
+    TranslationError e;
+    e.number = static_cast<uint32_t>(d.number);
+    e.line = d.line > 0 ? static_cast<uint32_t>(d.line) : TRANSLATION_NO_POSITION;
+    e.column = d.line > 0 && d.column > 0 ? static_cast<uint32_t>(d.column) : 0;
+    if (takes_number(d.number) && small_number(d.argument, &e.argument_number)) {
+      e.argument_kind = TRANSLATION_ARG_NUMBER;
+    } else if (!d.argument.empty()) {
+      e.argument_kind = TRANSLATION_ARG_TEXT;
+      e.argument_text = d.argument;
+    }
+    errors.push_back(std::move(e));
+  }
+  return translation_errors_write(errors);
 }
 
 bool catalog_statement(const CatalogContext& c, std::string_view utf8, KernelAnswer* a) {
@@ -525,6 +619,14 @@ bool catalog_statement(const CatalogContext& c, std::string_view utf8, KernelAns
   std::string message;
   a->code = catalog_store(c.db, c.user, utf8, &c.state->errors, &message);
   if (c.message != nullptr) *c.message = message;
+  // The arguments of the diagnostics are CP866, as the translator gives them; the session
+  // reads its own code page.
+  if (a->code == KERNEL_TRANSLATION_ERRORS && c.codepage != CODEPAGE_866) {
+    std::vector<TranslationError> errors;
+    translation_errors_read(c.state->errors, &errors);
+    for (TranslationError& e : errors) e.argument_text = text_from_utf8(cp866_to_utf8(e.argument_text), c.codepage);
+    c.state->errors = translation_errors_write(errors);
+  }
   return true;
 }
 

@@ -1,7 +1,8 @@
 // The command table and the handlers of a session's commands. Each handler does one
 // command's work through the concern that owns it: statements and the catalogue
-// (kernel/catalog.h), selects (kernel/select.h), long requests and answers
-// (kernel/assembly.h).
+// (kernel/catalog.h), calls of procedures (kernel/execute_call.h and the engine), statement
+// triggers around DML (kernel/triggers.h), selects (kernel/select.h), long requests and
+// answers (kernel/assembly.h).
 #include "kernel/dispatch.h"
 
 #include <cassert>
@@ -9,10 +10,14 @@
 #include <cstring>
 
 #include "protocol/request.h"
+#include "text/unicode.h"
+#include "kernel/engine/engine.h"
 #include "kernel/errors.h"
+#include "kernel/execute_call.h"
 #include "kernel/select.h"
 #include "kernel/storage.h"
 #include "kernel/text.h"
+#include "kernel/triggers.h"
 
 namespace tavrel::kernel {
 
@@ -22,19 +27,77 @@ CatalogContext catalog_context(Session* s) {
   return CatalogContext{connection_db(s->connection), s->user, s->codepage, &s->catalog, &s->last_message};
 }
 
-// "    ": a statement; the catalogue's create / alter / drop, or any other SQL.
-void handle_execute(Session* s, const KernelRequest& r, KernelAnswer* a) {
+std::string_view part_text(const KernelRequest& r, int i) {
+  return {reinterpret_cast<const char*>(r.part[i]), r.part_length[i]};
+}
+
+// Whether a statement in the session's code page may be an execute call: its first letter
+// is an E, or a letter outside ASCII (ВЫП). Spares every other select a conversion.
+bool may_be_call(std::string_view sent) {
+  for (char c : sent) {
+    if (c == ' ' || c == '\t' || c == '\r' || c == '\n') continue;
+    return c == 'e' || c == 'E' || static_cast<uint8_t>(c) >= 0x80;
+  }
+  return false;
+}
+
+// An execute call: true when the statement is one, with its outcome or its error in the
+// answer. The call runs on the connection this thread holds, for as long as it takes; KILL
+// ends it through the engine.
+bool run_call(Session* s, std::string_view sent, KernelAnswer* a) {
+  if (!may_be_call(sent)) return false;
+  const std::string cp866 = utf8_to_cp866(text_to_utf8(sent, s->codepage));
+  if (!execute_call_is(cp866)) return false;
   select_close(s);
   s->catalog.active = false;
-  const std::string text =
-      text_to_utf8({reinterpret_cast<const char*>(r.part[1]), r.part_length[1]}, s->codepage);
+  s->call_error = 0;
+  s->call_error_text.clear();
+  CallRequest call;
+  uint32_t position = 0;
+  uint32_t code = execute_call_parse(cp866, &call, &position);
+  ExecOutcome outcome;
+  if (code == 0) code = engine_execute(s->engine, call, &outcome, &position);
+  if (code == 0 && execute_call_answer(outcome, s->codepage, &a->data) != 0) code = KERNEL_ANSWER_TOO_LONG;
+  if (code == 0) return true;
+  a->data.clear();
+  a->code = code;
+  if (code >= KERNEL_STATEMENT_FIRST && code <= KERNEL_STATEMENT_LAST) {
+    a->system_code = (position < 0xFFFF ? position : 0xFFFF) << 16;
+    s->call_error_text = execute_call_error(code, cp866_to_utf8(call.procedure));
+    if (!s->call_error_text.empty()) s->call_error = code;
+  }
+  return true;
+}
+
+// Any other SQL of the blank command; a statement that changes rows runs between the
+// statement triggers of its table.
+uint32_t run_statement(Session* s, const std::string& sql, uint32_t* changes) {
+  sqlite3* db = connection_db(s->connection);
+  const bool dml = statement_is_dml(sql);
+  uint32_t code = dml ? dml_begin(db, s->engine, sql, &s->last_message) : 0;
+  if (code != 0) return code;
+  code = storage_execute(db, sql, changes, &s->last_message);
+  return dml ? dml_end(db, s->engine, sql, code, &s->last_message) : code;
+}
+
+// "    ": a statement; an execute call, the catalogue's create / alter / drop, or any other
+// SQL.
+void handle_execute(Session* s, const KernelRequest& r, KernelAnswer* a) {
+  if (run_call(s, part_text(r, 1), a)) return;
+  select_close(s);
+  s->catalog.active = false;
+  const std::string text = text_to_utf8(part_text(r, 1), s->codepage);
   if (catalog_statement(catalog_context(s), text, a)) return;
   uint32_t changes = 0;
-  a->code = storage_execute(connection_db(s->connection), catalog_rewrite(text), &changes, &s->last_message);
+  a->code = run_statement(s, catalog_rewrite(text), &changes);
   a->argument = changes;
 }
 
-void handle_select(Session* s, const KernelRequest& r, KernelAnswer* a) { select_open(s, r, a); }
+// SLCT: an execute call answers as the blank command does; anything else is a select.
+void handle_select(Session* s, const KernelRequest& r, KernelAnswer* a) {
+  if (run_call(s, part_text(r, 1), a)) return;
+  select_open(s, r, a);
+}
 
 // GETN: the next rows of the catalogue select or of the ordinary one, whichever is open.
 void handle_next(Session* s, const KernelRequest& r, KernelAnswer* a) {
@@ -61,6 +124,15 @@ void handle_error_text(Session* s, const KernelRequest& r, KernelAnswer* a) {
   const uint32_t code = r.block.position;
   if (code == KERNEL_TRANSLATION_ERRORS) {
     catalog_translation_errors(catalog_context(s), a);
+    return;
+  }
+  // The last failed call says why in its own words; the codes of a call share their numbers
+  // with other statement errors.
+  const char* call_text = execute_call_error_text(code);
+  if ((code != 0 && code == s->call_error) || call_text != nullptr) {
+    const std::string converted =
+        text_from_utf8(code == s->call_error ? s->call_error_text : std::string(call_text), s->codepage);
+    a->data.assign(converted.begin(), converted.end());
     return;
   }
   const char* text = kernel_error_text(code);

@@ -11,6 +11,7 @@
 #include "kernel/errors.h"
 #include "kernel/storage.h"
 #include "kernel/text.h"
+#include "kernel/triggers.h"
 #include "platform/platform.h"
 
 namespace tavrel::kernel {
@@ -110,6 +111,30 @@ void run_select(Session* s, sqlite3_stmt* statement, CachedStatement* kept, uint
   rows_deliver(s->rows, &s->next_row, capacity, a);
 }
 
+// A statement that changes rows (an insert with returning, or any DML sent as a select) runs
+// between the statement triggers of its table; utf8 is its text, made when needed.
+void run_select_dml(Session* s, sqlite3_stmt* statement, CachedStatement* kept, uint16_t capacity,
+                    std::string_view utf8, KernelAnswer* a) {
+  sqlite3* db = connection_db(s->connection);
+  if (sqlite3_stmt_readonly(statement) != 0 || !statement_is_dml(utf8)) {
+    run_select(s, statement, kept, capacity, a);
+    return;
+  }
+  a->code = dml_begin(db, s->engine, utf8, &s->last_message);
+  if (a->code != 0) {
+    if (kept == nullptr) sqlite3_finalize(statement);
+    return;
+  }
+  run_select(s, statement, kept, capacity, a);
+  a->code = dml_end(db, s->engine, utf8, a->code, &s->last_message);
+  if (a->code != 0) {
+    // Rows an AFTER action refused are not shown: the statement has been undone.
+    select_close(s);
+    a->data.clear();
+    a->argument = 0;
+  }
+}
+
 struct QuickBudget {
   std::chrono::steady_clock::time_point deadline;
 };
@@ -139,7 +164,12 @@ void select_open(Session* s, const KernelRequest& r, KernelAnswer* a) {
   s->catalog.active = false;
   const std::string_view sent = part_text(r, 1);
   if (CachedStatement* kept = statement_find(&s->statements, sent)) {
-    run_select(s, kept->statement, kept, r.block.answer_length, a);
+    if (sqlite3_stmt_readonly(kept->statement) != 0) {
+      run_select(s, kept->statement, kept, r.block.answer_length, a);
+    } else {
+      run_select_dml(s, kept->statement, kept, r.block.answer_length, catalog_rewrite(text_to_utf8(sent, s->codepage)),
+                     a);
+    }
     return;
   }
   const std::string text = text_to_utf8(sent, s->codepage);
@@ -147,10 +177,11 @@ void select_open(Session* s, const KernelRequest& r, KernelAnswer* a) {
   if (catalog_select(c, text, r.block.answer_length, a)) return;
   const bool keep = sent.size() <= STATEMENT_TEXT_CACHED_MAX;
   sqlite3_stmt* statement = nullptr;
-  a->code = storage_prepare(db, catalog_rewrite(text), &statement, &s->last_message, keep);
+  const std::string sql = catalog_rewrite(text);
+  a->code = storage_prepare(db, sql, &statement, &s->last_message, keep);
   if (a->code != 0) return;
-  run_select(s, statement, keep ? statement_keep(&s->statements, sent, statement) : nullptr, r.block.answer_length,
-             a);
+  run_select_dml(s, statement, keep ? statement_keep(&s->statements, sent, statement) : nullptr,
+                 r.block.answer_length, sql, a);
 }
 
 bool select_open_quick(Session* s, const KernelRequest& r, KernelAnswer* a) {
@@ -163,10 +194,10 @@ bool select_open_quick(Session* s, const KernelRequest& r, KernelAnswer* a) {
   s->cursor_kept = true;
   QuickBudget budget{std::chrono::steady_clock::now() + QUICK_TIME_MAX};
   sqlite3_progress_handler(db, QUICK_CHECK_OPS, over_budget, &budget);
-  sqlite3_busy_timeout(db, 0);
+  s->busy_no_wait = true;
   const int rc = read_rows(s, QUICK_BYTES_MAX);
   sqlite3_progress_handler(db, 0, nullptr, nullptr);
-  sqlite3_busy_timeout(db, STORAGE_BUSY_MS);
+  s->busy_no_wait = false;
   if (rc != SQLITE_DONE) {
     kept->quick = false;
     select_close(s);

@@ -1,11 +1,13 @@
 // The kernel's server loop and the session table: the server thread receives every frame,
 // answers OPEN and KILL itself (they need no session's connection, or another session's),
-// and hands every other request to the session its channel names.
+// and hands every other request to the session its channel names. A session's connection
+// is opened with the engine's session over it and the trigger function on it.
 #include "kernel/server.h"
 
 #include <cassert>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <map>
 #include <memory>
 
@@ -14,10 +16,12 @@
 #include "text/codepage.h"
 #include "kernel/demo.h"
 #include "kernel/dispatch.h"
+#include "kernel/engine/engine.h"
 #include "kernel/errors.h"
 #include "kernel/session.h"
 #include "kernel/storage.h"
 #include "kernel/text.h"
+#include "kernel/triggers.h"
 #include "kernel/worker.h"
 #include "platform/ipc.h"
 
@@ -59,6 +63,11 @@ uint16_t client_codepage(const KernelRequest& r) {
   return value != CODEPAGE_OTHER ? value : static_cast<uint16_t>(CODEPAGE_866);
 }
 
+// What DBNAME gives a session: the database file's name without its extension.
+std::string database_name(const KernelOptions& options) {
+  return std::filesystem::path(options.db_path).stem().string();
+}
+
 void end_session(Server& server, uint16_t channel) {
   auto it = server.sessions.find(channel);
   if (it == server.sessions.end()) return;
@@ -94,6 +103,12 @@ void open_session(Server& server, const KernelRequest& r) {
   std::string error;
   sqlite3* db = a.code == 0 ? storage_connect(server.options.db_path, &error) : nullptr;
   if (a.code == 0 && db == nullptr) a.code = KERNEL_SQL_ERROR;
+  EngineSession* engine = a.code == 0 ? engine_session_open(db, user, database_name(server.options)) : nullptr;
+  if (a.code == 0 && (engine == nullptr || triggers_register(db, engine) != 0)) {
+    if (engine != nullptr) engine_session_close(engine);
+    storage_disconnect(db);
+    a.code = KERNEL_SQL_ERROR;
+  }
   if (a.code != 0) {
     answer_send(server.endpoint, r, a);
     return;
@@ -105,6 +120,7 @@ void open_session(Server& server, const KernelRequest& r) {
   session->user = user;
   session->codepage = codepage;
   session->connection.db = db;
+  session->engine = engine;
   session->endpoint = server.endpoint;
   a.channel = session->channel;
   session_start(session.get());
@@ -112,7 +128,8 @@ void open_session(Server& server, const KernelRequest& r) {
   answer_send(server.endpoint, r, a);
 }
 
-// KILL: interrupts what the session on the channel in position runs.
+// KILL: interrupts what the session on the channel in position runs: its SQL, a procedure
+// it executes, a wait for a lock.
 void kill_request(Server& server, const KernelRequest& r) {
   KernelAnswer a;
   a.channel = r.block.channel;
@@ -199,6 +216,8 @@ int kernel_serve(const KernelOptions& options) {
     ipc_close(server.endpoint);
     return 2;
   }
+  // Statements on tables with triggers of ours need the function, even where no action runs.
+  triggers_register(server.db, nullptr);
   if (options.demo && demo_create(server.db, &error) != 0) {
     std::fprintf(stderr, "tavrel-kernel: cannot create the demo data: %s\n", error.c_str());
     storage_disconnect(server.db);

@@ -1,6 +1,7 @@
-// A kernel session: one logged-on channel, its SQLite connection, its worker thread and the
-// state its requests leave behind (the open select, the catalogue's state, a request being
-// joined, an answer kept for MGET).
+// A kernel session: one logged-on channel, its SQLite connection with the procedure engine's
+// session over it, its worker thread and the state its requests leave behind (the open
+// select, the catalogue's state, a request being joined, an answer kept for MGET, the last
+// failed call).
 //
 // Locking: lock guards the queue and the flags beside it, and the connection's hand-over
 // between threads (kernel/connection.h). The request state below it belongs to whichever
@@ -8,6 +9,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
@@ -30,6 +32,8 @@ struct IpcEndpoint;
 
 namespace tavrel::kernel {
 
+struct EngineSession;
+
 struct Session {
   uint16_t channel = 0;
   uint32_t client_pid = 0;
@@ -48,6 +52,12 @@ struct Session {
   std::atomic<bool> finished{false};  // the worker has ended and closed the connection
 
   Connection connection;
+  // The engine's state over the connection: opened with it, closed before it. KILL reaches
+  // it from the server thread under lock (engine_interrupt).
+  EngineSession* engine = nullptr;
+  // KILL reached the running request: a wait for another connection's lock ends at once.
+  // Set under lock while a request runs, cleared when the next one starts.
+  std::atomic<bool> interrupted{false};
 
   // Request state: used only by the connection's holder.
   Assembly assembly;
@@ -61,6 +71,13 @@ struct Session {
   StatementCache statements;
   std::string last_message;  // SQLite's text for the last failure
   CatalogState catalog;      // catalogue selects, the text for GPRC, translation errors
+  // A wait for another connection's lock: refused at once (a select on the server thread
+  // must not wait), and when the current wait began.
+  bool busy_no_wait = false;
+  std::chrono::steady_clock::time_point busy_since{};
+  // The last execute call that failed: its code and the text GETE gives for it.
+  uint32_t call_error = 0;
+  std::string call_error_text;
 };
 
 }  // namespace tavrel::kernel

@@ -5,15 +5,23 @@
 #include <sqlite3.h>
 
 #include <cassert>
+#include <chrono>
+#include <cstdlib>
+#include <thread>
 
 #include "kernel/answer.h"
 #include "kernel/dispatch.h"
+#include "kernel/engine/engine.h"
 #include "kernel/select.h"
 #include "kernel/storage.h"
+#include "platform/platform.h"
 
 namespace tavrel::kernel {
 
 namespace {
+
+// The longest sleep between two looks at a lock.
+constexpr int BUSY_SLEEP_MAX_MS = 20;
 
 // Runs a request on the calling thread, which holds the connection, and answers it.
 // Returns false when the session ends with it.
@@ -62,6 +70,7 @@ void worker(Session* s) {
       message = std::move(s->queue.front());
       s->queue.pop_front();
       s->running = true;
+      s->interrupted = false;
       connection_hold(&s->connection);
     }
     const bool more = run_and_answer(s, message);
@@ -77,6 +86,8 @@ void worker(Session* s) {
   connection_hold(&s->connection);
   select_close(s);
   statements_release(&s->statements);
+  if (s->engine != nullptr) engine_session_close(s->engine);
+  s->engine = nullptr;
   storage_disconnect(connection_db(s->connection));
   s->connection.db = nullptr;
   connection_release(&s->connection);
@@ -87,6 +98,7 @@ void worker(Session* s) {
 
 void session_start(Session* session) {
   assert(session->connection.db != nullptr && !session->worker.joinable());
+  sqlite3_busy_handler(session->connection.db, session_busy, session);
   session->worker = std::thread(worker, session);
 }
 
@@ -97,6 +109,7 @@ bool session_post(Session* session, std::vector<uint8_t> message) {
   if (command != nullptr && (command->flags & (COMMAND_FROM_MEMORY | COMMAND_QUICK_SELECT)) != 0 &&
       !session->running && session->queue.empty()) {
     session->running = true;
+    session->interrupted = false;
     connection_hold(&session->connection);
     lock.unlock();
     const bool answered = run_here(session, message, *command);
@@ -126,7 +139,30 @@ void session_interrupt(Session* session) {
   // Not the holder: sqlite3_interrupt is the one call made on a connection another thread
   // holds. The lock keeps the worker from closing it meanwhile.
   std::lock_guard lock(session->lock);
+  if (session->running) session->interrupted = true;
   if (session->connection.db != nullptr) sqlite3_interrupt(session->connection.db);
+  if (session->engine != nullptr) engine_interrupt(session->engine);
+}
+
+int session_busy_ms() {
+  static const int limit = [] {
+    char text[32];
+    if (platform_getenv("TAVREL_BUSY_MS", text, sizeof text) <= 0) return STORAGE_BUSY_MS;
+    const long n = std::strtol(text, nullptr, 10);
+    return n >= 0 && n <= 3600 * 1000 ? static_cast<int>(n) : STORAGE_BUSY_MS;
+  }();
+  return limit;
+}
+
+int session_busy(void* session, int count) {
+  // Called by SQLite on the thread that holds the connection.
+  auto* s = static_cast<Session*>(session);
+  if (s->busy_no_wait || s->interrupted) return 0;
+  const auto now = std::chrono::steady_clock::now();
+  if (count == 0) s->busy_since = now;
+  if (now - s->busy_since >= std::chrono::milliseconds(session_busy_ms())) return 0;
+  std::this_thread::sleep_for(std::chrono::milliseconds(count + 1 < BUSY_SLEEP_MAX_MS ? count + 1 : BUSY_SLEEP_MAX_MS));
+  return 1;
 }
 
 }  // namespace tavrel::kernel

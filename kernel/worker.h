@@ -12,14 +12,25 @@
 
 namespace tavrel::kernel {
 
-// Starts the worker; the session owns its connection from now on.
+// Starts the worker; the session owns its connection (and the engine's session over it)
+// from now on. The connection waits for other connections' locks through session_busy.
 void session_start(Session* session);
 // Hands a request frame to the session; false when the session was closed meanwhile (the
 // caller then answers for it).
 bool session_post(Session* session, std::vector<uint8_t> message);
 // Lets the worker end after the requests already posted; then joins it.
 void session_stop(Session* session);
-// Interrupts the SQL the session is running (KILL), from any thread.
+// Interrupts what the session runs (KILL), from any thread: its SQL, an execution of the
+// engine, a wait for a lock.
 void session_interrupt(Session* session);
+
+// How long a session's statement waits for a lock that another connection holds before it
+// fails with KERNEL_BUSY: STORAGE_BUSY_MS, or TAVREL_BUSY_MS milliseconds in the kernel's
+// environment.
+int session_busy_ms();
+// The busy handler of a session's connection (sqlite3_busy_handler): waits in short sleeps
+// up to session_busy_ms, not at all on the server thread's quick path, and stops once KILL
+// has interrupted the request. Non-zero: try again.
+int session_busy(void* session, int count);
 
 }  // namespace tavrel::kernel

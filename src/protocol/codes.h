@@ -39,6 +39,13 @@ constexpr uint32_t KERNEL_TRIGGER_EXISTS = 2257;
 // system code then carries the error position times 65,536.
 constexpr uint32_t KERNEL_STATEMENT_FIRST = 2000;
 constexpr uint32_t KERNEL_STATEMENT_LAST = 2999;
+// An `execute "P"(...)` statement that cannot be read (the system code carries the
+// offset of the fault times 65,536): not of the form execute NAME(arguments), a name missing,
+// empty or too long, an argument that is no literal, more arguments than a procedure takes.
+constexpr uint32_t KERNEL_CALL_SYNTAX = 2010;
+constexpr uint32_t KERNEL_CALL_NAME = 2011;
+constexpr uint32_t KERNEL_CALL_LITERAL = 2012;
+constexpr uint32_t KERNEL_CALL_TOO_MANY = 2013;
 // A stored text did not translate: the list comes with GETE and this code in the function.
 constexpr uint32_t KERNEL_TRANSLATION_ERRORS = 7200;
 // A debugger error: the system code holds its number (DEBUGGER_* below).
