@@ -22,6 +22,7 @@
 #include <cstring>
 #include <filesystem>
 #include <map>
+#include <span>
 #include <string>
 #include <string_view>
 #include <sys/prctl.h>
@@ -32,6 +33,9 @@
 
 #include "channel/channel.h"
 #include "protocol/bytes.h"
+#include "protocol/exec_result.h"
+#include "values/value.h"
+#include "values/value_wire.h"
 
 extern "C" {
 #include <lauxlib.h>
@@ -102,6 +106,7 @@ struct Workload {
   const char* lua_call;   // a Lua chunk that returns the result
   int64_t items;
   double expected;
+  const char* output;     // the OUT parameter that holds the result; nullptr: the RESULT
 };
 
 // The RESULT of BENCH_FIB is used inside an expression: a procedure that declares RESULT is
@@ -118,7 +123,7 @@ code
     I := I + 1;
   endloop;
 end;)",
-     "execute \"BENCH_SUM\"(10000000);", "return sum_to(10000000)", SUM_N, static_cast<double>(sum_to(SUM_N))},
+     "execute \"BENCH_SUM\"(10000000);", "return sum_to(10000000)", SUM_N, static_cast<double>(sum_to(SUM_N)), "S"},
     {"nested_if_1e6", "lua",
      R"(create procedure BENCH_NESTED(in N integer default 1000, out R integer)
 declare
@@ -141,7 +146,7 @@ code
   R := E + C;
 end;)",
      "execute \"BENCH_NESTED\"(1000);", "return nested(1000)", NESTED_N * NESTED_N,
-     static_cast<double>(nested_count(NESTED_N))},
+     static_cast<double>(nested_count(NESTED_N)), "R"},
     {"string_build_3e5", "lua",
      R"(create procedure BENCH_STRING(in REPEATS integer default 100, in LENGTH integer default 3000, out TOTAL integer)
 declare
@@ -161,7 +166,7 @@ code
   endloop;
 end;)",
      "execute \"BENCH_STRING\"(100, 3000);", "return build(100, 3000)", STRING_REPEATS * STRING_LENGTH,
-     static_cast<double>(STRING_REPEATS * STRING_LENGTH)},
+     static_cast<double>(STRING_REPEATS * STRING_LENGTH), "TOTAL"},
     {"fib_25_calls", "lua",
      R"(create procedure BENCH_FIB(in N integer) result integer
 code
@@ -172,7 +177,7 @@ code
 end;)",
      "execute \"BENCH_FIB\"(25);", "return fib(25)",
      // calls made: 2 fib(n + 1) - 1
-     2 * 121393 - 1, static_cast<double>(fib(FIB_N))},
+     2 * 121393 - 1, static_cast<double>(fib(FIB_N)), nullptr},
     {"numeric_sum_1e6", "lua_double",
      R"(create procedure BENCH_NUMERIC(in N integer default 1000000, out A numeric(20,4))
 declare
@@ -184,7 +189,7 @@ code
     I := I + 1;
   endloop;
 end;)",
-     "execute \"BENCH_NUMERIC\"(1000000);", "return numeric(1000000)", NUMERIC_N, numeric_sum(NUMERIC_N)},
+     "execute \"BENCH_NUMERIC\"(1000000);", "return numeric(1000000)", NUMERIC_N, numeric_sum(NUMERIC_N), "A"},
 };
 
 const char* const LUA_SOURCE = R"(
@@ -404,8 +409,33 @@ Kernel& kernel() {
   return k;
 }
 
-// Runs one execute statement per iteration; an error skips the row with the kernel's text.
-bool run_ours(benchmark::State& state, const char* call) {
+// Reads the answer of the last execute: empty when it ended normally and its OUT parameter
+// `output` (or its RESULT when output is nullptr) is `expected`, else what went wrong.
+std::string check_outcome(const Kernel& k, const char* output, double expected) {
+  ExecResult result;
+  if (exec_result_read(std::span<const uint8_t>(k.answer.data(), k.session.answer_length), &result) != 0) {
+    return "the execute answer cannot be read";
+  }
+  if (result.exception != 0) return "the procedure ended in the exception " + result.exception_name;
+  const std::vector<uint8_t>* wire = nullptr;
+  if (output == nullptr && (result.flags & EXEC_RESULT_HAS_VALUE) != 0) wire = &result.value;
+  for (const ExecOutput& o : result.outputs) {
+    if (output != nullptr && o.name == output) wire = &o.value;
+  }
+  if (wire == nullptr) return std::string("no value for ") + (output != nullptr ? output : "the result");
+  WireStore store;
+  Value v;
+  if (value_wire_get(std::span<const uint8_t>(*wire), &store, &v) == 0) return "the result value cannot be read";
+  if (read_as_double(v) != expected) {
+    return "the result " + std::to_string(read_as_double(v)) + " differs from the reference " + std::to_string(expected);
+  }
+  return {};
+}
+
+// Runs one execute statement per iteration; an error skips the row with the kernel's text,
+// and so does a result that is not `expected` (see check_outcome).
+bool run_ours(benchmark::State& state, const char* call, const char* output = nullptr, double expected = 0,
+              bool check = false) {
   Kernel& k = kernel();
   if (!k.broken.empty()) {
     state.SkipWithError(k.broken.c_str());
@@ -419,11 +449,16 @@ bool run_ours(benchmark::State& state, const char* call) {
       return false;
     }
   }
+  const std::string wrong = check ? check_outcome(k, output, expected) : std::string();
+  if (!wrong.empty()) {
+    state.SkipWithError((std::string(call) + ": " + wrong).c_str());
+    return false;
+  }
   return true;
 }
 
 void BM_ours(benchmark::State& state, const Workload* w) {
-  if (run_ours(state, w->call)) state.SetItemsProcessed(state.iterations() * w->items);
+  if (run_ours(state, w->call, w->output, w->expected, true)) state.SetItemsProcessed(state.iterations() * w->items);
 }
 
 // --- Lua ---------------------------------------------------------------------------------------
@@ -535,7 +570,9 @@ void BM_sqlite_select(benchmark::State& state, bool in_transaction) {
 }
 
 void BM_ours_select(benchmark::State& state) {
-  if (!run_ours(state, "execute \"BENCH_SELECT\"(100000);")) return;
+  if (!run_ours(state, "execute \"BENCH_SELECT\"(100000);", "S", static_cast<double>(select_sum(SELECT_N)), true)) {
+    return;
+  }
   state.SetItemsProcessed(state.iterations() * SELECT_N);
 }
 
@@ -607,8 +644,15 @@ void BM_ours_trigger(benchmark::State& state) {
 
 constexpr int64_t LOOP_N = 1'000'000;
 
+// Even I add I, odd ones take 1 away.
+double loop_sum(int64_t n) {
+  int64_t s = 0;
+  for (int64_t i = 0; i < n; ++i) s += i % 2 == 0 ? i : -1;
+  return static_cast<double>(s);
+}
+
 void BM_ours_loop(benchmark::State& state, const char* call) {
-  if (run_ours(state, call)) state.SetItemsProcessed(state.iterations() * LOOP_N);
+  if (run_ours(state, call, "S", loop_sum(LOOP_N), true)) state.SetItemsProcessed(state.iterations() * LOOP_N);
 }
 
 void BM_ours_empty(benchmark::State& state) {
