@@ -235,6 +235,8 @@ Handled session_handle(Session* s, const std::vector<uint8_t>& message, KernelRe
     return Handled{true, false};
   }
   command->handler(s, r, &a);
+  // A wait for another connection's lock that KILL ended was interrupted, not refused.
+  if (a.code == KERNEL_BUSY && s->interrupted) a.code = KERNEL_INTERRUPTED;
   answer_fit(r, &a, &s->pending);
   return Handled{true, (command->flags & COMMAND_ENDS_SESSION) != 0};
 }

@@ -87,9 +87,10 @@ struct Failure {
   uint32_t position;
 };
 
-// A number may not run into a word: "12abc" is no literal.
+// A number may not run into a word, a point or a quote: "12abc" is no literal. What else
+// follows it is the list's to judge.
 bool ends_token(const Scanner& s) {
-  return s.at_end() || is_blank(s.peek()) || s.peek() == ',' || s.peek() == ')';
+  return !is_word_char(s.peek()) && s.peek() != '.' && s.peek() != '\'';
 }
 
 // number := ["+" | "-"] digits ["." digits] [("E" | "e") ["+" | "-"] digits], or with the

@@ -126,10 +126,14 @@ void run_select_dml(Session* s, sqlite3_stmt* statement, CachedStatement* kept, 
     return;
   }
   run_select(s, statement, kept, capacity, a);
-  a->code = dml_end(db, s->engine, utf8, a->code, &s->last_message);
-  if (a->code != 0) {
+  // The statement ran when its cursor stays open; the answer's own code may still say that
+  // there are no rows to show, or that the first does not fit.
+  const uint32_t ran = s->cursor != nullptr ? 0 : a->code;
+  const uint32_t code = dml_end(db, s->engine, utf8, ran, &s->last_message);
+  if (code != 0 && ran == 0) {
     // Rows an AFTER action refused are not shown: the statement has been undone.
     select_close(s);
+    a->code = code;
     a->data.clear();
     a->argument = 0;
   }

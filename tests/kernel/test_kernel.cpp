@@ -395,6 +395,85 @@ TEST_F(Kernel, SelectBeyondTheResultLimitIsRefusedAndTheSessionGoesOn) {
   stop_kernel(small);
 }
 
+// Runs a statement with the blank command; the return code.
+uint32_t execute(RequestBlock* b, const char* sql) {
+  std::memcpy(b->command, "    ", 4);
+  b->answer_length = 0;
+  return channel_call(b, nullptr, sql, nullptr, nullptr);
+}
+
+// Starts a statement asynchronously on b and sends KILL for it from killer until it ends;
+// the statement's return code.
+uint32_t kill_until_done(RequestBlock* b, const char* sql, RequestBlock* killer) {
+  std::memcpy(b->command, "    ", 4);
+  b->flags = REQUEST_ASYNC;
+  static std::vector<char> answer(8192);
+  b->answer_length = 8192;
+  if (channel_call(b, nullptr, sql, nullptr, answer.data(), [](RequestBlock*, void*, void*) {}) != 0) {
+    return b->return_code;
+  }
+  // KILL reaches only what runs: keep sending it until the statement has started and ended.
+  while (channel_wait(b, 0) != 0) {
+    std::memcpy(killer->command, "KILL", 4);
+    killer->position = b->channel;
+    EXPECT_EQ(channel_call(killer, "", nullptr, nullptr, nullptr), 0u);
+    channel_wait(b, 1);
+  }
+  b->flags &= ~REQUEST_ASYNC;
+  return b->return_code;
+}
+
+TEST_F(Kernel, TwoSessionsWritingAtOnceWaitABoundedTimeThenHearTheDatabaseIsBusy) {
+  // A kernel of its own whose statements wait 200 ms for another session's lock.
+  setenv("TAVREL_BUSY_MS", "200", 1);
+  ChildProcess* patient = start_kernel("busy");
+  unsetenv("TAVREL_BUSY_MS");
+  ASSERT_NE(patient, nullptr);
+  setenv("TAVREL_MBX", "busy", 1);
+  channel_set_option(7, nullptr, 0);
+  RequestBlock first, second;
+  ASSERT_EQ(open(&first), 0u);
+  ASSERT_EQ(open(&second), 0u);
+  // The first session keeps a write transaction open.
+  ASSERT_EQ(execute(&first, "begin immediate; insert into DEPT values(60, 'FIRST', 'HERE');"), 0u);
+  EXPECT_EQ(execute(&second, "insert into DEPT values(61, 'SECOND', 'THERE');"), KERNEL_BUSY);
+  // Readers are not held up, and see what was committed.
+  EXPECT_EQ(select(&second, "select count(*) from DEPT where DEPTNO >= 60;"), "0");
+  EXPECT_EQ(execute(&second, "update DEPT set LOC = 'X' where DEPTNO = 10;"), KERNEL_BUSY);
+  ASSERT_EQ(execute(&first, "commit;"), 0u);
+  EXPECT_EQ(execute(&second, "insert into DEPT values(61, 'SECOND', 'THERE');"), 0u);
+  EXPECT_EQ(select(&first, "select group_concat(DNAME) from (select DNAME from DEPT where DEPTNO >= 60 order by 1);"),
+            "FIRST,SECOND");
+  unsetenv("TAVREL_MBX");
+  channel_set_option(7, nullptr, 0);
+  stop_kernel(patient);
+}
+
+TEST_F(Kernel, KillEndsAWaitForAnotherSessionsLock) {
+  // The default wait is long: only KILL ends this one early.
+  RequestBlock holder, waiter, killer;
+  ASSERT_EQ(open(&holder), 0u);
+  ASSERT_EQ(open(&waiter), 0u);
+  ASSERT_EQ(open(&killer), 0u);
+  ASSERT_EQ(execute(&holder, "begin immediate; insert into DEPT values(70, 'HOLDER', 'HERE');"), 0u);
+  EXPECT_EQ(kill_until_done(&waiter, "insert into DEPT values(71, 'WAITER', 'THERE');", &killer), KERNEL_INTERRUPTED);
+  ASSERT_EQ(execute(&holder, "rollback;"), 0u);
+  EXPECT_EQ(execute(&waiter, "insert into DEPT values(71, 'WAITER', 'THERE');"), 0u);
+}
+
+TEST_F(Kernel, KillEndsARunningExecution) {
+#ifdef TAVREL_ENGINE_STUB
+  GTEST_SKIP() << "the procedure engine is not built in";
+#endif
+  RequestBlock runner, killer;
+  ASSERT_EQ(open(&runner), 0u);
+  ASSERT_EQ(open(&killer), 0u);
+  ASSERT_EQ(execute(&runner, "create procedure \"FOREVER\"() code while 1 = 1 loop endloop; end;"), 0u);
+  EXPECT_EQ(kill_until_done(&runner, "execute \"FOREVER\"();", &killer), KERNEL_INTERRUPTED);
+  // The session goes on.
+  EXPECT_EQ(select(&runner, "select 'after the kill';"), "after the kill");
+}
+
 TEST_F(Kernel, SecondKernelOnTheSameInstanceIsRefused) {
   int status = 0;
   EXPECT_EQ(start_kernel(nullptr, &status), nullptr);

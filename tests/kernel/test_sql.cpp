@@ -185,6 +185,94 @@ TEST_F(Sql, KernelErrorsGoToStandardErrorWithTheKernelsText) {
   EXPECT_EQ(dup.err.rfind("error 2003: Нарушено ограничение целостности", 0), 0u) << dup.err;
 }
 
+TEST_F(Sql, CatalogueStatementsShowTheirFixedRows) {
+  // The manager's statements, byte for byte: the trigger list, a procedure's identifier
+  // and its input parameters, whose defaults show as the literals of a call.
+  const SqlRun id = sql({"-U", "DEMO/DEMO", "-c",
+                         "select $$$id from system.$$$proc, system.$$$usr where $$$name = 'ALL_TYPES' and $$$s32 = 0 "
+                         "and $$$s31 > 0 and $$$s34 =  'DEMO' and $$$s31=$$$owner;"});
+  ASSERT_EQ(id.status, 0) << id.err;
+  ASSERT_FALSE(id.out.empty());
+  const std::string proc_id = id.out.substr(0, id.out.size() - 1);
+  const SqlRun r = sql({"-U", "DEMO/DEMO", "-c",
+                        "select $$$proc, $$$name from system.$$$trig,system.$$$usr where $$$s32 = 0 and $$$s31 > 0 and "
+                        "$$$s34 =  'DEMO' and $$$s31=$$$owner;",
+                        "-c",
+                        "select NAME, TYPE, LEN, DEFVAL from system.$$$PRCD where PROCID=" + proc_id +
+                            " and MODIF in (1, 3) order by ARGID;",
+                        "-c", "select $$$name from system.$$$proc where $$$id = " + proc_id + ";"});
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.err, "");
+  const std::string expected_params =
+      "S | 2 | 0 | 0 | 2 | -3\n"
+      "I | 2 | 0 | 0 | 4 | 100000\n"
+      "B | 2 | 0 | 0 | 8 | 5000000000\n"
+      "R | 3 | 0 | 0 | 4 | 1.5\n"
+      "D | 3 | 0 | 0 | 8 | 2.25\n"
+      "N | 5 | 10 | 3 | 16 | 12.345\n"
+      "L | 10 | 0 | 0 | 1 | TRUE\n"
+      "C | 1 | 0 | 0 | 10 | 'abc       '\n"
+      "V | 1 | 0 | 0 | 20 | NULL\n"
+      "W | 11 | 0 | 0 | 5 | N'Юни  '\n"
+      "T | 4 | 0 | 0 | 8 | '5.3.2011:10:7:0'\n"
+      "Z | 2 | 0 | 0 | 4 | NULL\n";
+  const size_t trigger_end = r.out.find('\n');
+  ASSERT_NE(trigger_end, std::string::npos) << r.out;
+  EXPECT_NE(r.out.substr(0, trigger_end).find(" | EMP_AUDIT"), std::string::npos) << r.out;
+  EXPECT_EQ(r.out.substr(trigger_end + 1), expected_params + "ALL_TYPES\n");
+}
+
+TEST_F(Sql, AStoreThatDoesNotTranslateShowsEachDiagnostic) {
+  const SqlRun r = sql({"-U", "DEMO/DEMO", "-c", "create procedure \"BAD\"(in X integer default 'a') code end;", "-c",
+                        "select 'next';"});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.out, "next\n");
+  EXPECT_EQ(r.err.rfind("line 1, column ", 0), 0u) << r.err;
+  EXPECT_NE(r.err.find(": ошибка несовместимости типов\n"), std::string::npos) << r.err;
+#ifndef TAVREL_ENGINE_STUB
+  // Errors of the body, each on its own line with its own place.
+  const SqlRun body = sql({"-U", "DEMO/DEMO"},
+                          "create procedure \"BAD\"(in X integer)\ncode\n  X := ;\n  X := 1 +;\nend;\n");
+  EXPECT_EQ(body.status, 1);
+  EXPECT_EQ(body.err.rfind("line 3, column ", 0), 0u) << body.err;
+  EXPECT_NE(body.err.find("\nline 4, column "), std::string::npos) << body.err;
+#endif
+}
+
+TEST_F(Sql, CallsThatCannotStartShowTheirPosition) {
+  const SqlRun r = sql({"-U", "DEMO/DEMO", "-c", "execute \"NOPE\"();", "-c", "execute \"COUNT_DOWN\"(1 2);"});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.out, "");
+  EXPECT_EQ(r.err,
+            "error 2001: Процедура не найдена: NOPE (position 8)\n"
+            "error 2010: Неверная запись вызова: ожидается execute \"ИМЯ\"(аргументы) (position 23)\n");
+}
+
+TEST_F(Sql, ExecutePrintsMessagesOutputsTheReturnValueAndTheException) {
+#ifdef TAVREL_ENGINE_STUB
+  GTEST_SKIP() << "the procedure engine is not built in";
+#endif
+  const std::string input =
+      "create procedure \"TALK\"(in A integer, out TWICE integer) result integer\n"
+      "code\n  print(\"first\");\n  print(\"second\");\n  TWICE := A * 2;\n  return A + 1;\nend;\n"
+      "create procedure \"BOOM\"() code signal APPLICATIONERROR; end;\n"
+      "execute \"COUNT_DOWN\"(5);\n"
+      "execute \"TALK\"(20);\n"
+      "execute \"BOOM\"();\n"
+      "select 'after';\n";
+  const SqlRun r = sql({"-U", "DEMO/DEMO"}, input);
+  EXPECT_EQ(r.status, 1) << "an exception that left a procedure is a failure";
+  EXPECT_EQ(r.out,
+            "{ N } = 0 (SMALLINT)\n"
+            "*** Message from Stored Procedure: first\n"
+            "*** Message from Stored Procedure: second\n"
+            "{ TWICE } = 40 (INTEGER)\n"
+            "Возвращаемое значение: 21 (INTEGER)\n"
+            "Передано состояние исключения APPLICATIONERROR\n"
+            "after\n");
+  EXPECT_EQ(r.err, "");
+}
+
 TEST_F(Sql, RefusedLogonsEndWithStatusOne) {
   struct Case {
     std::vector<std::string> args;

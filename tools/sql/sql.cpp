@@ -4,10 +4,14 @@
 // ending with a ";" outside quotes and comments (a last one without ";" is run as well; a
 // procedure or trigger text ends with the ";" after its "end" and is executed, not selected). Rows
 // are printed one per line, columns separated by " | ", NULL as nothing, CHAR columns (by
-// DESC's declared types) without their trailing blanks. Text is UTF-8 both ways: the session
-// opens with the code page UTF-8. A failed statement prints "error CODE: TEXT" on standard
-// error (the kernel's GETE text) and the next statement runs. Exit status 0 when everything
-// ran, 1 after any error, 2 for bad arguments.
+// DESC's declared types) without their trailing blanks; the fixed rows of the manager's
+// catalogue statements are printed field by field. `execute "P"(...)` prints what the
+// procedure printed, its OUT and INOUT parameters, its return value and the exception that
+// left it (which counts as an error). Text is UTF-8 both ways: the session opens with the
+// code page UTF-8. A failed statement prints "error CODE: TEXT" on standard error (the
+// kernel's GETE text; a call's error adds its position), a text that did not translate one
+// line per diagnostic, and the next statement runs. Exit status 0 when everything ran, 1
+// after any error, 2 for bad arguments.
 #include <cctype>
 #include <cstdio>
 #include <cstring>
@@ -20,6 +24,7 @@
 #include "kernel/errors.h"
 #include "protocol/bytes.h"
 #include "protocol/codes.h"
+#include "tools/sql/sql_output.h"
 
 namespace {
 
@@ -32,6 +37,9 @@ constexpr size_t CONNECT_MAX = 269;     // what OPEN sends of a connect string
 constexpr uint16_t NULL_LENGTH = 0xFFFF;
 constexpr int EXIT_ERROR = 1;
 constexpr int EXIT_USAGE = 2;
+// A statement that failed and whose failure has been shown already (an exception that left
+// a procedure).
+constexpr uint32_t FAILURE_SHOWN = 0xFFFFFFFF;
 
 struct Options {
   std::string node;
@@ -87,6 +95,25 @@ bool is_routine_statement(std::string_view text, bool with_body_only) {
   if (w[0] == "CREATE" && w[1] == "OR" && w.size() >= 4 && w[2] == "REPLACE") object = 3;
   else if (w[0] != "CREATE" && w[0] != "ALTER" && (with_body_only || w[0] != "DROP")) return false;
   return object < w.size() && (w[object] == "PROCEDURE" || w[object] == "TRIGGER");
+}
+
+// Whether a statement calls a procedure: its first word is EXECUTE or ВЫП (either case).
+bool is_call_statement(std::string_view text) {
+  size_t i = 0;
+  while (i < text.size() && (text[i] == ' ' || text[i] == '\t' || text[i] == '\r' || text[i] == '\n')) ++i;
+  text.remove_prefix(i);
+  for (std::string_view word : {std::string_view("execute"), std::string_view("ВЫП"), std::string_view("вып")}) {
+    if (text.size() < word.size()) continue;
+    bool same = true;
+    for (size_t k = 0; k < word.size() && same; ++k) {
+      same = std::tolower(static_cast<unsigned char>(text[k])) == static_cast<unsigned char>(word[k]);
+    }
+    const bool ends = text.size() == word.size() ||
+                      !(std::isalnum(static_cast<unsigned char>(text[word.size()])) || text[word.size()] == '_' ||
+                        static_cast<unsigned char>(text[word.size()]) >= 0x80);
+    if (same && ends) return true;
+  }
+  return false;
 }
 
 // Whether a text ends with the word "end" (blanks after it allowed).
@@ -221,10 +248,39 @@ std::string error_text(Session* s, uint32_t code) {
   return "Неизвестная ошибка";
 }
 
-void report(Session* s, uint32_t code) {
+void print_lines(std::FILE* to, const std::vector<std::string>& lines) {
+  for (const std::string& line : lines) std::fprintf(to, "%s\n", line.c_str());
+}
+
+// A text that did not translate: one line per diagnostic of GETE 7200.
+bool report_translation(Session* s) {
+  RequestBlock b = s->block;
+  std::memcpy(b.command, "GETE", 4);
+  b.position = KERNEL_TRANSLATION_ERRORS;
+  b.answer_length = GETE_ANSWER;
+  std::vector<uint8_t> answer(GETE_ANSWER);
+  if (channel_call(&b, nullptr, nullptr, nullptr, answer.data()) != 0) return false;
+  std::vector<std::string> lines;
+  translation_error_lines({answer.data(), b.answer_length}, &lines);
+  if (lines.empty()) return false;
+  std::fflush(stdout);
+  print_lines(stderr, lines);
+  std::fflush(stderr);
+  return true;
+}
+
+// A failed statement on standard error; a call's statement error with its position.
+void report(Session* s, uint32_t code, bool call = false) {
+  if (code == FAILURE_SHOWN) return;
+  if (code == KERNEL_TRANSLATION_ERRORS && s->open && report_translation(s)) return;
+  const uint32_t system_code = s->block.system_code;
   const std::string text = error_text(s, code);
   std::fflush(stdout);
-  std::fprintf(stderr, "error %u: %s\n", code, text.c_str());
+  if (call && code >= KERNEL_STATEMENT_FIRST && code <= KERNEL_STATEMENT_LAST) {
+    std::fprintf(stderr, "error %u: %s (position %u)\n", code, text.c_str(), system_code >> 16);
+  } else {
+    std::fprintf(stderr, "error %u: %s\n", code, text.c_str());
+  }
   std::fflush(stderr);
 }
 
@@ -301,10 +357,41 @@ bool print_rows(const Session& s, const std::vector<bool>& char_columns) {
   return true;
 }
 
+// Prints the fixed rows of a catalogue answer (their size in the answer word); false when
+// the answer does not hold whole rows of a known size.
+bool print_catalogue_rows(const Session& s) {
+  const size_t size = s.block.answer_word;
+  if (size == 0 || s.block.answer_length % size != 0) return false;
+  std::string line;
+  for (size_t at = 0; at < s.block.answer_length; at += size) {
+    if (!catalogue_row_line({s.answer.data() + at, size}, &line)) return false;
+    line += '\n';
+    std::fwrite(line.data(), 1, line.size(), stdout);
+  }
+  return true;
+}
+
+// Runs an execute call and prints its result; an exception that left the procedure counts
+// as a failure, shown with the result.
+uint32_t run_call(Session* s, const std::string& statement) {
+  std::memcpy(s->block.command, "    ", 4);
+  s->block.answer_length = ANSWER_CAPACITY;
+  const uint32_t code = channel_call(&s->block, nullptr, statement.c_str(), nullptr, s->answer.data());
+  if (code != 0) return code;
+  std::vector<std::string> lines;
+  bool exception = false;
+  if (call_result_lines({s->answer.data(), s->block.answer_length}, &lines, &exception) != 0) {
+    return CHANNEL_EXCHANGE_FAILED;
+  }
+  print_lines(stdout, lines);
+  return exception ? FAILURE_SHOWN : 0;
+}
+
 // Runs one statement (with its ";") as a select and prints its rows; a statement that gives
 // no rows ends with code 2 at once. The select stays open after its first answer, so DESC
 // gives its columns. Returns 0 or the failing code.
 uint32_t run_statement(Session* s, const std::string& statement) {
+  if (is_call_statement(statement)) return run_call(s, statement);
   if (is_routine_statement(statement, false)) {
     std::memcpy(s->block.command, "    ", 4);
     s->block.answer_length = ANSWER_CAPACITY;
@@ -315,6 +402,17 @@ uint32_t run_statement(Session* s, const std::string& statement) {
   uint32_t code = channel_call(&s->block, nullptr, statement.c_str(), nullptr, s->answer.data());
   if (code == KERNEL_NO_MORE_ROWS) return 0;
   if (code != 0) return code;
+  // The manager's catalogue statements answer in fixed rows, which DESC does not describe.
+  if (s->block.answer_word != 0) {
+    for (;;) {
+      if (!print_catalogue_rows(*s)) return CHANNEL_EXCHANGE_FAILED;
+      std::memcpy(s->block.command, "GETN", 4);
+      s->block.answer_length = ANSWER_CAPACITY;
+      code = channel_call(&s->block, nullptr, nullptr, nullptr, s->answer.data());
+      if (code == KERNEL_NO_MORE_ROWS) return 0;
+      if (code != 0) return code;
+    }
+  }
   // DESC works on a copy of the block: the first answer stays in place.
   std::vector<bool> char_columns;
   if (const uint32_t described = describe(*s, &char_columns)) return described;
@@ -332,7 +430,7 @@ int run_all(Session* s, const std::vector<std::string>& statements) {
   int status = 0;
   for (const std::string& statement : statements) {
     if (const uint32_t code = run_statement(s, statement)) {
-      report(s, code);
+      report(s, code, is_call_statement(statement));
       status = EXIT_ERROR;
     }
   }
