@@ -231,6 +231,13 @@ int eval_assignment(Run& r, const ExprNode* n, Value* out) {
 
 }  // namespace
 
+int evaluate_node(const ExprNode* node, EvalContext& ctx, EvalOutcome* outcome, Value* result) {
+  result->type = TYPE_NONE;
+  if (ctx.strings == nullptr) return ABANDON;
+  Run r{ctx, *ctx.strings, *outcome};
+  return eval(r, node, result);
+}
+
 int evaluate_tree(const ExprTree& tree, EvalContext& ctx, unsigned flags, EvalOutcome* outcome,
                   Value* result) {
   const ExprNode* root = tree.root;

@@ -16,4 +16,10 @@ struct EvalOutcome;
 int evaluate_tree(const ExprTree& tree, EvalContext& ctx, unsigned flags, EvalOutcome* outcome,
                   Value* result);
 
+// Evaluates one expression node (not an assignment or a sequence) of a tree, as evaluate_tree
+// evaluates a statement's value: 0 with *result set, or non-zero with the diagnostic in
+// *outcome (which the caller clears first). A division by zero leaves its warning in *outcome
+// and gives zero.
+int evaluate_node(const ExprNode* node, EvalContext& ctx, EvalOutcome* outcome, Value* result);
+
 }  // namespace tavrel

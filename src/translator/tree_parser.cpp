@@ -49,7 +49,8 @@ constexpr BinaryOp BINARY_OPS[] = {
     {TOK_CARET, OP_POW, 10, 9},
 };
 constexpr int UNARY_PRIORITY = 8;  // unary "-" and "+": -2^2 is -(2^2), -a*b is (-a)*b
-constexpr int NOT_PRIORITY = 2;    // NOT takes a comparison: NOT a = b AND c is (NOT (a=b)) AND c
+constexpr int NOT_PRIORITY = 2;
+constexpr int IS_PRIORITY = 3;    // IS NULL binds as a comparison    // NOT takes a comparison: NOT a = b AND c is (NOT (a=b)) AND c
 
 // Row of BINARY_OPS by token code (-1 for a token that is no binary operator): the parser
 // asks after every operand.
@@ -321,6 +322,28 @@ int parse_primary(Parser& p, ExprNode** out) {
   }
 }
 
+// operand IS [NOT] NULL: the comparison operand = NULL (or <>), which holds exactly when the
+// operand is NULL. The current token is the word IS.
+int parse_is_null(Parser& p, ExprNode** out) {
+  ExprNode* n;
+  if (int rc = new_node(p, NodeKind::BINARY, &n); rc != 0) return rc;
+  n->start = (*out)->start;
+  n->op = OP_EQ;
+  n->left = *out;
+  if (int rc = advance(p); rc != 0) return rc;
+  if (p.tok == TOK_NOT) {
+    n->op = OP_NE;
+    if (int rc = advance(p); rc != 0) return rc;
+  }
+  if (p.tok != TOK_NULL) return fail(p, DIAG_SYNTAX);
+  ExprNode* null_node;
+  if (int rc = parse_constant(p, make_null(), &null_node); rc != 0) return rc;
+  n->right = null_node;
+  if (int rc = complete(p, n); rc != 0) return rc;
+  *out = n;
+  return 0;
+}
+
 // subexpr(l) = ( unop subexpr(p_unop) | primary ) { binop subexpr(p_right) }
 int subexpr(Parser& p, int limit, ExprNode** out) {
   if (++p.depth > p.settings.max_nesting) return fail(p, DIAG_NO_MEMORY);
@@ -337,8 +360,14 @@ int subexpr(Parser& p, int limit, ExprNode** out) {
   } else if (int rc = parse_primary(p, out); rc != 0) {
     return rc;
   }
-  for (const BinaryOp* b = binary_op(p.tok); b != nullptr && b->left > limit;
-       b = binary_op(p.tok)) {
+  for (;;) {
+    if (p.settings.is_word >= 0 && p.tok == TOK_VARIABLE && p.lx.cursor < 0 &&
+        p.lx.variable == p.settings.is_word && IS_PRIORITY > limit) {
+      if (int rc = parse_is_null(p, out); rc != 0) return rc;
+      continue;
+    }
+    const BinaryOp* b = binary_op(p.tok);
+    if (b == nullptr || b->left <= limit) break;
     ExprNode* n;
     if (int rc = new_node(p, NodeKind::BINARY, &n); rc != 0) return rc;
     n->start = (*out)->start;
@@ -437,6 +466,19 @@ int parse_text(Parser& p) {
 }
 
 }  // namespace
+
+int parse_expression(Lexer& lx, const ParseSettings& settings, ExprTree* tree, int* token,
+                     ExprNode** out, ParseFailure* failure) {
+  failure->diagnostic = -1;
+  failure->at = SourcePlace{lx.current.line, place_column(lx.current)};
+  Parser p{lx, settings, *tree, *failure, *token, 0, settings.strict};
+  if (*token == TOK_ERROR) return fail(p, lx.error >= 0 ? lx.error : DIAG_SYNTAX);
+  int rc = parse_expr(p, out);
+  *token = p.tok;
+  if (rc != 0) return ABANDON;
+  assert(tree_valid(*out));
+  return 0;
+}
 
 int parse_tree(Lexer& lx, const ParseSettings& settings, ExprTree* tree, ParseFailure* failure) {
   failure->diagnostic = -1;

@@ -29,6 +29,9 @@ struct ParseSettings {
   int max_call_args;  // arguments of one call (at most MAX_CALL_ARGS)
   bool strict;        // check mode: every type rule that fails is an error at once
   bool perform_assign;  // assignments will be performed (else they are only checked)
+  // The variable number that the unit's symbols give the word IS (-1: none). With one,
+  // "expr IS NULL" and "expr IS NOT NULL" are read as comparisons with NULL.
+  int is_word = -1;
 };
 
 // Where parsing stopped with a diagnostic.
@@ -40,5 +43,12 @@ struct ParseFailure {
 // Reads the whole text from the lexer (started, no token read yet) into tree->root, nodes in
 // tree->arena. Returns 0, or non-zero with *failure set.
 int parse_tree(Lexer& lx, const ParseSettings& settings, ExprTree* tree, ParseFailure* failure);
+
+// Reads one expression inside a larger text (a statement of a procedure): *token is the
+// current token on entry (the expression's first) and the token after the expression on
+// return. Nodes go to tree->arena; tree->root is not touched. Returns 0 with *out set, or
+// non-zero with *failure set.
+int parse_expression(Lexer& lx, const ParseSettings& settings, ExprTree* tree, int* token,
+                     ExprNode** out, ParseFailure* failure);
 
 }  // namespace tavrel

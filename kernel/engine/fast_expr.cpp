@@ -1,0 +1,158 @@
+// Building the fast form of expression trees (see fast_expr.h). A node is fast when its kind
+// and the static types of its operands let the executor compute it without the general
+// evaluator; a node marked for a type recheck never is, since its operands' values may have
+// other types than declared.
+#include "kernel/engine/fast_expr.h"
+
+#include "translator/eval_ops.h"
+
+namespace tavrel::kernel {
+
+namespace {
+
+bool is_fast_type(uint8_t t) { return is_int_type(t) || is_float_type(t) || t == TYPE_BOOL; }
+
+FastNode* new_fast(FastArena& arena, FastOp op, const ExprNode* n) {
+  FastNode& f = arena.nodes.emplace_back();
+  f = FastNode{op, n->type, TYPE_NONE, 0, -1, nullptr, nullptr, 0, 0.0, n, nullptr};
+  return &f;
+}
+
+FastOp arith_op(int op) {
+  switch (op) {
+    case OP_ADD: return FastOp::ADD;
+    case OP_SUB: return FastOp::SUB;
+    case OP_MUL: return FastOp::MUL;
+    case OP_DIV: return FastOp::DIV;
+    default: return FastOp::IDIV;
+  }
+}
+
+FastOp compare_op(int op) {
+  switch (op) {
+    case OP_LT: return FastOp::LT;
+    case OP_GT: return FastOp::GT;
+    case OP_LE: return FastOp::LE;
+    case OP_GE: return FastOp::GE;
+    case OP_EQ: return FastOp::EQ;
+    default: return FastOp::NE;
+  }
+}
+
+bool is_number(uint8_t t) { return is_int_type(t) || is_float_type(t); }
+
+}  // namespace
+
+const FastNode* fast_build(const ExprNode* n, FastArena& arena, const uint8_t* routine_types,
+                           int routine_count) {
+  if (n == nullptr || (n->flags & NODE_RECHECK) != 0 || !is_fast_type(n->type)) return nullptr;
+  switch (n->kind) {
+    case NodeKind::CONSTANT: {
+      if (n->value.type != n->type) return nullptr;
+      FastNode* f;
+      if (is_int_type(n->type)) {
+        f = new_fast(arena, FastOp::CONST_INT, n);
+        f->i = read_as_bigint(n->value);
+      } else if (is_float_type(n->type)) {
+        f = new_fast(arena, FastOp::CONST_FLOAT, n);
+        f->f = read_as_double(n->value);
+      } else {
+        f = new_fast(arena, FastOp::CONST_BOOL, n);
+        f->i = n->value.payload[0] != 0 ? 1 : 0;
+      }
+      return f;
+    }
+    case NodeKind::VARIABLE: {
+      if (n->column >= 0) return nullptr;
+      FastOp op = is_int_type(n->type) ? FastOp::VAR_INT
+                  : is_float_type(n->type) ? FastOp::VAR_FLOAT
+                                           : FastOp::VAR_BOOL;
+      FastNode* f = new_fast(arena, op, n);
+      f->var = n->number;
+      return f;
+    }
+    case NodeKind::UNARY: {
+      const FastNode* a = fast_build(n->left, arena, routine_types, routine_count);
+      if (a == nullptr) return nullptr;
+      if (n->op == OP_NOT && a->type == TYPE_BOOL) {
+        FastNode* f = new_fast(arena, FastOp::NOT, n);
+        f->a = const_cast<FastNode*>(a);
+        return f;
+      }
+      if ((n->op == OP_NEGATE || n->op == OP_PLUS) && is_number(a->type) && a->type == n->type) {
+        if (n->op == OP_PLUS) return a;
+        FastNode* f = new_fast(arena, FastOp::NEG, n);
+        f->a = const_cast<FastNode*>(a);
+        return f;
+      }
+      return nullptr;
+    }
+    case NodeKind::BINARY: {
+      const FastNode* a = fast_build(n->left, arena, routine_types, routine_count);
+      if (a == nullptr) return nullptr;
+      const FastNode* b = fast_build(n->right, arena, routine_types, routine_count);
+      if (b == nullptr) return nullptr;
+      FastNode* f = nullptr;
+      switch (n->op) {
+        case OP_ADD:
+        case OP_SUB:
+        case OP_MUL:
+        case OP_DIV:
+        case OP_IDIV:
+          if (!is_number(a->type) || !is_number(b->type) || !is_number(n->type)) return nullptr;
+          if (common_type_of(a->type, b->type) != n->type) return nullptr;
+          f = new_fast(arena, arith_op(n->op), n);
+          break;
+        case OP_LT:
+        case OP_GT:
+        case OP_LE:
+        case OP_GE:
+        case OP_EQ:
+        case OP_NE:
+          if (is_number(a->type) && is_number(b->type)) {
+            f = new_fast(arena, compare_op(n->op), n);
+            f->cmp = common_type_of(a->type, b->type);
+          } else if (a->type == TYPE_BOOL && b->type == TYPE_BOOL) {
+            f = new_fast(arena, compare_op(n->op), n);
+            f->cmp = TYPE_BOOL;
+          } else {
+            return nullptr;
+          }
+          break;
+        case OP_AND:
+        case OP_OR:
+          if (a->type != TYPE_BOOL || b->type != TYPE_BOOL) return nullptr;
+          f = new_fast(arena, n->op == OP_AND ? FastOp::AND : FastOp::OR, n);
+          break;
+        default:
+          return nullptr;
+      }
+      f->a = const_cast<FastNode*>(a);
+      f->b = const_cast<FastNode*>(b);
+      return f;
+    }
+    case NodeKind::ROUTINE: {
+      if (n->number < 0 || n->number >= routine_count || routine_types[n->number] != n->type) {
+        return nullptr;
+      }
+      FastNode* f = new_fast(arena, FastOp::ROUTINE, n);
+      f->var = n->number;
+      f->count = n->count;
+      f->args = n->args;
+      return f;
+    }
+    default:
+      return nullptr;
+  }
+}
+
+Expr make_expr(const ExprNode* n, FastArena& arena, const uint8_t* routine_types,
+               int routine_count) {
+  Expr e;
+  e.node = n;
+  e.type = n != nullptr ? n->type : uint8_t{TYPE_NONE};
+  e.fast = fast_build(n, arena, routine_types, routine_count);
+  return e;
+}
+
+}  // namespace tavrel::kernel

@@ -1,0 +1,172 @@
+// The compiled form of a procedure or trigger action: what the compiler (compiler.h) makes of
+// a unit's text and the executor (executor.h) runs.
+//
+// A unit is a flat list of statements with jumps (IF, WHILE, CASE and GOTO become jumps), one
+// statement per stop point, each with the line it starts on (from 0 of the stored text). The
+// code section comes first and ends with END_UNIT; the handlers of the EXCEPTIONS section follow,
+// each ending with END_UNIT as well. Expressions are the translator's typed trees, with a fast
+// form (fast_expr.h) for the integer, floating and logical parts that reads variables directly.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "kernel/engine/fast_expr.h"
+#include "translator/expr_tree.h"
+#include "values/value.h"
+
+namespace tavrel::kernel {
+
+// Parameter modes (as $$$PRCD.MODIF keeps them); 0 for a local variable.
+constexpr int MODE_LOCAL = 0;
+constexpr int MODE_IN = 1;
+constexpr int MODE_OUT = 2;
+constexpr int MODE_INOUT = 3;
+
+// The declared type of a variable or parameter.
+struct TypeSpec {
+  uint8_t type = TYPE_NULL;  // a ValueType
+  uint16_t length = 0;       // CHAR, NCHAR and BYTE: the most characters (bytes) kept; 0 = any
+  uint8_t precision = 0;     // NUMERIC
+  uint8_t scale = 0;
+};
+
+struct VarInfo {
+  std::string name;  // CP866, upper-cased
+  TypeSpec spec;
+  int mode = MODE_LOCAL;
+  // The default of a parameter or variable, evaluated at every call (nullptr: NULL).
+  Expr init;
+  bool has_init = false;
+};
+
+// The columns a cursor variable is read by: collected from the queries it is opened for
+// (or a trigger's table for NEW and OLD).
+struct CursorColumns {
+  std::vector<std::string> names;  // CP866, upper-cased
+  std::vector<uint8_t> types;      // TYPE_NONE when a query column has no declared type
+};
+
+// An embedded SQL statement: its text for SQLite with "?" where the unit's variables stood,
+// and the values bound to them, prepared once per connection.
+struct SqlBinding {
+  int variable;  // the variable, or the cursor variable of a column
+  int column;    // -1, or the cursor column
+};
+
+enum class SqlKind : uint8_t { SELECT, INSERT, UPDATE, DELETE, OTHER };
+
+struct SqlStatement {
+  std::string utf8;  // the statement as SQLite reads it
+  std::vector<SqlBinding> bindings;
+  std::vector<int> into;  // select ... into: the variables the first row goes to
+  SqlKind kind = SqlKind::OTHER;
+  std::string table;  // the table a DML statement changes (UTF-8), for statement triggers
+  int slot = 0;       // its place in every session's table of prepared statements
+  // OPEN: for each column of the cursor, the query column that gives it (-1: none).
+  std::vector<int> column_map;
+};
+
+enum class StmtKind : uint8_t {
+  ASSIGN,        // var := expr
+  ASSIGN_INT,    // var (SMALLINT/INTEGER/BIGINT) := fast integer expression
+  ASSIGN_FLOAT,  // var (REAL/DOUBLE) := fast floating expression
+  ASSIGN_BOOL,   // var (BOOL) := fast logical expression
+  EVAL,          // expr computed for its effect
+  JUMP,          // to target; a backward jump counts a quantum and checks for an interrupt
+  JUMP_FALSE,    // to target unless expr (a logical expression) is TRUE
+  CASE,          // selects the branch of expr's value (cases), else target
+  CALL,          // procedure `name` with args
+  RETURN,        // leaves the unit, with expr's value when it has a RESULT
+  SIGNAL,        // raises exception `code`
+  RESIGNAL,      // raises again the exception being handled
+  IGNORE,        // ends the handler: the exception is dropped and the unit ends normally
+  OPEN,          // cursor `variable` for sql
+  CLOSE,         // cursor `variable`
+  FETCH,         // cursor `variable` by orientation (expr for ABSOLUTE and RELATIVE) into vars
+  SQL,           // an embedded statement (select ... into, insert, update, delete, other)
+  EXECUTE,       // statement text computed by expr
+  COMMIT,
+  ROLLBACK,
+  BEGIN_TRANSACTION,
+  SLEEP,         // expr seconds
+  END_UNIT,      // the end of the code section or of a handler
+};
+
+enum class FetchOrientation : uint8_t { NEXT, PRIOR, FIRST, LAST, ABSOLUTE, RELATIVE };
+
+struct CaseBranch {
+  Value constant;  // number, BOOL, DATE or CHAR (text in the unit's arena)
+  int target;
+};
+
+struct Statement {
+  StmtKind kind;
+  int32_t line;      // from 0 of the stored text
+  int32_t target = -1;
+  int32_t variable = -1;
+  int32_t code = 0;  // SIGNAL: the exception code
+  FetchOrientation orientation = FetchOrientation::NEXT;
+  Expr expr;
+  std::vector<Expr> args;        // CALL
+  std::vector<int> vars;         // FETCH INTO; CALL: the caller's variable of each argument, or -1
+  std::vector<CaseBranch> cases; // CASE
+  std::string name;              // CALL: the procedure (CP866, as written)
+  int sql = -1;                  // OPEN and SQL: index in Unit::sql
+};
+
+// An exception handler: WHEN names THEN statements; `others` for WHEN OTHERS.
+struct Handler {
+  std::vector<int16_t> codes;
+  bool others = false;
+  int entry;  // first statement
+};
+
+// Exceptions named in the unit: declared ones and the system ones it uses.
+struct ExceptionInfo {
+  std::string name;  // CP866, upper-cased
+  int16_t code;
+};
+
+enum class UnitKind : uint8_t { PROCEDURE, TRIGGER };
+
+struct Unit {
+  UnitKind kind = UnitKind::PROCEDURE;
+  std::string name;  // CP866
+  int32_t proc_id = 0;
+  bool debug = false;
+  std::vector<VarInfo> vars;  // parameters first, in order, then the locals
+  int param_count = 0;
+  bool has_result = false;
+  TypeSpec result;
+  std::vector<Statement> code;
+  std::vector<Handler> handlers;
+  std::vector<ExceptionInfo> exceptions;
+  std::vector<CursorColumns> cursors;  // by variable (empty for other variables)
+  // Procedures called by name in expressions (the unit itself included): name and result type.
+  std::vector<std::string> routines;
+  std::vector<uint8_t> routine_types;
+  std::vector<std::unique_ptr<SqlStatement>> sql;
+  bool text_vars = false;  // some variable holds a text (CHAR, NCHAR or BYTE)
+  bool cursor_vars = false;  // some variable is a cursor
+  // Triggers: the table and the variables NEW and OLD (-1 when absent).
+  std::string table;  // UTF-8
+  int new_var = -1;
+  int old_var = -1;
+  // The expression trees and fast forms live here.
+  TreeArena arena{};
+  FastArena fast;
+  Unit() { arena_init(arena); }
+  Unit(const Unit&) = delete;
+  Unit& operator=(const Unit&) = delete;
+  ~Unit() { arena_release(arena); }
+};
+
+// The most nested calls of one session (procedures, routines and trigger actions together);
+// one more ends the innermost in the exception NOMEM. Each level costs a few kilobytes of the
+// worker's stack at most, well inside a 1 MB thread stack.
+constexpr int CALL_DEPTH_MAX = 150;
+
+}  // namespace tavrel::kernel

@@ -1,0 +1,45 @@
+// The compiled units, shared by every session: a unit is compiled from its stored text on the
+// first call after the kernel starts (or after engine_forget_unit) and kept. Also the names of
+// procedures by which calls find them, and what the engine needs of each trigger. All lookups
+// are thread-safe; a unit handed out stays alive while its holder runs it, even if it is
+// forgotten meanwhile.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "kernel/engine/program.h"
+
+struct sqlite3;
+
+namespace tavrel::kernel {
+
+// The procedure (KIND 0) of that name (CP866) in $$$PROC, or 0.
+int32_t registry_find_procedure(sqlite3* db, std::string_view name);
+
+// The compiled unit of a stored procedure or trigger action; nullptr when there is none or
+// its text no longer translates (*why then says so).
+std::shared_ptr<const Unit> registry_unit(sqlite3* db, int32_t proc_id, std::string* why);
+
+struct TriggerInfo {
+  int32_t id = 0;
+  int32_t action = 0;  // the $$$PROC row of its action
+  std::string name;    // UTF-8
+  std::string table;   // UTF-8, upper-cased
+  uint8_t events = 0;  // EVENT_UPDATE | EVENT_INSERT | EVENT_DELETE
+  bool before = false;
+  bool row = false;
+};
+
+// The trigger of that id; false when there is none.
+bool registry_trigger(sqlite3* db, int32_t trigger_id, TriggerInfo* out);
+
+// Gives up what is kept of a unit (and of the names and triggers that lead to it).
+void registry_forget(int32_t proc_id);
+
+// A fresh slot for an embedded statement in every session's table of prepared statements.
+int registry_new_sql_slot();
+
+}  // namespace tavrel::kernel
