@@ -79,17 +79,23 @@ class Demo : public ::testing::Test {
     return out;
   }
 
+  // The OUT parameter of that name (UTF-8).
   static Read output(const ExecOutcome& out, const char* name) {
     for (const NamedValue& v : out.outputs) {
-      if (v.name == name) return read_wire(v.wire);
+      if (v.name == utf8_to_cp866(name)) return read_wire(v.wire);
     }
     ADD_FAILURE() << "no output " << name;
     return {};
   }
 
+  // What PRINT wrote, in UTF-8, without the prefix that every message has.
   static std::vector<std::string> messages(const ExecOutcome& out) {
+    static const std::string PREFIX = "*** Message from Stored Procedure: ";
     std::vector<std::string> texts;
-    for (const std::string& m : out.messages) texts.push_back(cp866_to_utf8(m));
+    for (const std::string& m : out.messages) {
+      EXPECT_EQ(m.rfind(PREFIX, 0), 0u) << m;
+      texts.push_back(cp866_to_utf8(m.substr(m.rfind(PREFIX, 0) == 0 ? PREFIX.size() : 0)));
+    }
     return texts;
   }
 
