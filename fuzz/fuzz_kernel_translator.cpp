@@ -4,18 +4,28 @@
 // diagnostics must be few, numbered from the translator's table and placed inside the text.
 // A text that translates is stored the way a client's create stores it and then run: a
 // procedure with arguments made from its parameters' types, a trigger by changing rows of
-// its table. Everything runs on one thread and every database lives for one input, so a
-// crash or a leak (the fuzz build runs with LeakSanitizer) reproduces from the input alone.
+// its table. Every database lives for one input, so a crash or a leak (the fuzz build runs
+// with LeakSanitizer) reproduces from the input alone.
+//
+// A procedure may loop or sleep for ever, and the engine has no budget of statements: a
+// watchdog thread interrupts the session (as KILL does) once a run has taken RUN_LIMIT_MS.
+// Texts that end within that time run the same way every time; only a text that runs
+// longer ends at a point that depends on the machine's speed, which matters to nothing but
+// the coverage the fuzzer sees of that one input.
 #include <sqlite3.h>
 
 #include <unistd.h>
 
+#include <chrono>
+#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <mutex>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 #include "kernel/catalog.h"
@@ -38,6 +48,11 @@ constexpr int DIAGNOSTIC_LAST = 86;
 constexpr int DIAGNOSTIC_TOO_MANY = 78;
 
 const char* const USER = "FUZZ";
+// How long the stored unit may run before the watchdog interrupts it, and how often it
+// interrupts again until the run has ended (an interrupt may land before the run starts,
+// which clears it).
+constexpr int RUN_LIMIT_MS = 50;
+constexpr int REPEAT_MS = 2;
 
 void check(bool condition) {
   if (!condition) __builtin_trap();
@@ -92,6 +107,37 @@ void check_diagnostics(std::string_view text, const std::vector<Diagnostic>& fou
   if (found.size() == DIAGNOSTICS_MAX) check(found.back().number == DIAGNOSTIC_TOO_MANY);
 }
 
+// Interrupts the session once the limit has passed, again and again, until stopped.
+class Watchdog {
+ public:
+  explicit Watchdog(EngineSession* es) : es_(es), thread_([this] { watch(); }) {}
+  ~Watchdog() {
+    {
+      std::lock_guard<std::mutex> hold(lock_);
+      done_ = true;
+    }
+    wake_.notify_one();
+    thread_.join();
+  }
+  Watchdog(const Watchdog&) = delete;
+  Watchdog& operator=(const Watchdog&) = delete;
+
+ private:
+  void watch() {
+    std::unique_lock<std::mutex> hold(lock_);
+    if (wake_.wait_for(hold, std::chrono::milliseconds(RUN_LIMIT_MS), [this] { return done_; })) return;
+    while (!wake_.wait_for(hold, std::chrono::milliseconds(REPEAT_MS), [this] { return done_; })) {
+      engine_interrupt(es_);
+    }
+  }
+
+  EngineSession* es_;
+  std::mutex lock_;
+  std::condition_variable wake_;
+  bool done_ = false;
+  std::thread thread_;  // last: it starts once the members it reads exist
+};
+
 // An argument for each input parameter, of a kind its type reads.
 std::vector<CallLiteral> arguments_for(const ProcHeader& h) {
   std::vector<CallLiteral> args;
@@ -110,10 +156,9 @@ std::vector<CallLiteral> arguments_for(const ProcHeader& h) {
 
 // Runs what was stored: the procedure once, or for a trigger each kind of change of T
 // (statement triggers fire around the statement as they do for a client).
-void execute_stored(sqlite3* db, const ProcHeader& h) {
-  EngineSession* es = engine_session_open(db, USER, "fuzz");
-  check(es != nullptr);
+void run_stored(sqlite3* db, EngineSession* es, const ProcHeader& h) {
   check(triggers_register(db, es) == 0);
+  Watchdog watchdog(es);
   if (h.object == OBJECT_PROCEDURE) {
     CallRequest call{h.name, arguments_for(h), 0};
     ExecOutcome out;
@@ -133,7 +178,6 @@ void execute_stored(sqlite3* db, const ProcHeader& h) {
       dml_end(db, es, sql, storage_code(rc), &message);
     }
   }
-  engine_session_close(es);
 }
 
 void run(std::string_view cp866) {
@@ -151,7 +195,12 @@ void run(std::string_view cp866) {
     if (parse_proc_header(cp866, &h) == 0 && h.verb != VERB_DROP) {
       const uint32_t stored = catalog_store(db, USER, cp866_to_utf8(cp866), &errors, &message);
       check(stored != KERNEL_TRANSLATION_ERRORS);
-      if (stored == 0) execute_stored(db, h);
+      if (stored == 0) {
+        EngineSession* es = engine_session_open(db, USER, "fuzz");
+        check(es != nullptr);
+        run_stored(db, es, h);
+        engine_session_close(es);
+      }
     }
   } else {
     check_diagnostics(cp866, found);
