@@ -314,7 +314,19 @@ int read_procedure(Reader& r) {
     if (r.token != TOK_RPAREN) return fail(r, DIAG_NEED_RPAREN);
     advance(r);
   }
-  return read_for_debug(r);
+  // RESULT type may stand before or after FOR DEBUG; its type is the engine's to check.
+  for (;;) {
+    if (r.token == TOK_RESULT) {
+      advance(r);
+      ProcParam result{};
+      if (read_type(r, &result) != 0) return BAD_HEAD;
+    } else if (r.token == TOK_FOR) {
+      if (read_for_debug(r) != 0) return BAD_HEAD;
+      advance(r);
+    } else {
+      return 0;
+    }
+  }
 }
 
 // BEFORE | AFTER  event {OR event | , event}  ON table  FOR EACH ROW | STATEMENT

@@ -18,7 +18,7 @@
 namespace tavrel::kernel {
 
 class EngineTest : public ::testing::Test {
- protected:
+ public:
   void SetUp() override {
     // Units are kept by procedure id for the kernel's one database; each test has a new one.
     for (int32_t id = 1; id <= 200; ++id) engine_forget_unit(id);
