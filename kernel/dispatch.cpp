@@ -45,13 +45,14 @@ bool may_be_call(std::string_view sent) {
 // answer. The call runs on the connection this thread holds, for as long as it takes; KILL
 // ends it through the engine.
 bool run_call(Session* s, std::string_view sent, KernelAnswer* a) {
+  // Any statement makes the text of the last failed call stale.
+  s->call_error = 0;
+  s->call_error_text.clear();
   if (!may_be_call(sent)) return false;
   const std::string cp866 = utf8_to_cp866(text_to_utf8(sent, s->codepage));
   if (!execute_call_is(cp866)) return false;
   select_close(s);
   s->catalog.active = false;
-  s->call_error = 0;
-  s->call_error_text.clear();
   CallRequest call;
   uint32_t position = 0;
   uint32_t code = execute_call_parse(cp866, &call, &position);

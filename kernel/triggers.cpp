@@ -183,10 +183,13 @@ uint32_t dml_end(sqlite3* db, EngineSession* es, std::string_view sql, uint32_t 
       code = KERNEL_SQL_ERROR;
     }
   }
-  // Releasing the outermost savepoint commits, which may fail in its turn.
+  // Releasing the outermost savepoint commits, which may fail in its turn. A text that ended
+  // the transaction itself ("...; commit;") has taken the savepoint with it.
   if (code == 0) {
-    code = exec(db, SAVEPOINT_RELEASE, message);
-    if (code == 0) return 0;
+    std::string why;
+    code = exec(db, SAVEPOINT_RELEASE, &why);
+    if (code == 0 || sqlite3_get_autocommit(db) != 0) return 0;
+    *message = why;
   }
   // A failure that ended the whole transaction has taken the savepoint with it; nothing is
   // left to undo then.

@@ -6,6 +6,7 @@
 // to run are skipped until the engine is built in.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -87,21 +88,27 @@ TEST(TranslationAnswer, EveryDiagnosticTravelsWithItsPlaceAndArgument) {
 TEST_F(KernelEngine, AStoreThatDoesNotTranslateListsEveryErrorOfItsBody) {
   NEEDS_ENGINE();
   const KernelAnswer a = statement(
-      "create procedure \"BROKEN\"(in X integer)\n"
+      "create procedure \"BROKEN\"() declare var Y integer;\n"
       "code\n"
-      "  X := ;\n"
-      "  X := 1 +;\n"
+      "  Y := ;\n"
+      "  Y := 1 +;\n"
       "  GOTO NOWHERE;\n"
       "end;");
   ASSERT_EQ(a.code, KERNEL_TRANSLATION_ERRORS);
   const std::vector<TranslationError> errors = translation_errors();
   ASSERT_GE(errors.size(), 3u);
-  EXPECT_EQ(errors[0].line, 3u);
-  EXPECT_EQ(errors[1].line, 4u);
-  for (const TranslationError& e : errors) EXPECT_NE(e.number, 0u);
+  // Every error in the order of the text, those of both broken lines among them.
+  std::vector<uint32_t> lines;
+  for (const TranslationError& e : errors) {
+    EXPECT_NE(e.number, 0u);
+    if (e.line != TRANSLATION_NO_POSITION) lines.push_back(e.line);
+  }
+  EXPECT_TRUE(std::is_sorted(lines.begin(), lines.end()));
+  EXPECT_NE(std::find(lines.begin(), lines.end(), 3u), lines.end());
+  EXPECT_NE(std::find(lines.begin(), lines.end(), 4u), lines.end());
   // Nothing was stored; a good text afterwards empties the list.
   EXPECT_EQ(value("select count(*) from system.$$$PROC where $$$NAME = 'BROKEN';"), "0");
-  ASSERT_EQ(statement("create procedure \"BROKEN\"(in X integer) code X := 1; end;").code, 0u);
+  ASSERT_EQ(statement("create procedure \"BROKEN\"() declare var Y integer; code Y := 1; end;").code, 0u);
   EXPECT_TRUE(translation_errors().empty());
 }
 
@@ -144,11 +151,12 @@ TEST_F(KernelEngine, CallsThatCannotStartCarryTheirPositionAndSayWhy) {
 
   // The session goes on, and the codes a call shares with SQL errors speak of SQL again
   // after an SQL error.
+  EXPECT_EQ(statement("execute \"NO_SUCH_PROCEDURE\"();").code, KERNEL_CALL_UNKNOWN_PROCEDURE);
   a = select("select * from NO_SUCH_TABLE;");
   EXPECT_EQ(a.code, KERNEL_SQL_ERROR);
+  EXPECT_EQ(text_of(KERNEL_SQL_ERROR).rfind("Ошибка в SQL-операторе", 0), 0u) << text_of(KERNEL_SQL_ERROR);
   a = statement("execute \"COUNT_DOWN\" 5;");
   EXPECT_EQ(a.code, KERNEL_CALL_SYNTAX);
-  EXPECT_EQ(text_of(KERNEL_SQL_ERROR).rfind("Ошибка в SQL-операторе", 0), 0u);
 }
 
 TEST_F(KernelEngine, ExecuteAnswersWithTheProceduresOutputs) {
@@ -175,7 +183,7 @@ TEST_F(KernelEngine, ARowTriggerActsOnTheSameConnectionAndCanRefuseTheStatement)
   ASSERT_EQ(statement("create table T(A integer, B text);").code, 0u);
   ASSERT_EQ(statement("create table AUDIT(X integer);").code, 0u);
   ASSERT_EQ(statement("create trigger T_AUDIT after insert on T for each row execute\n"
-                      "code\n  insert into AUDIT values(NEW.A);\nend;")
+                      "declare var V integer;\ncode\n  V := NEW.A;\n  insert into AUDIT values(V);\nend;")
                 .code,
             0u);
   ASSERT_EQ(statement("create trigger T_GUARD before delete on T for each row execute\n"
@@ -241,6 +249,9 @@ TEST_F(KernelEngine, StatementTriggersAreAskedAroundEveryDmlOfAClient) {
   }
   EXPECT_EQ(log.statements, (std::vector<std::string>{"before insert into T values(1);", "after insert into T values(1);",
                                                       "before update T set A = 2;", "after update T set A = 2;"}));
+  // A text that ends the transaction itself keeps its work.
+  ASSERT_EQ(statement("insert into T values(9); commit;").code, 0u);
+  EXPECT_EQ(value("select count(*) from T where A = 9;"), "1");
   // A statement that fails is undone and no AFTER trigger is asked.
   log.statements.clear();
   EXPECT_EQ(statement("insert into T values(3); insert into NOWHERE values(4);").code, KERNEL_SQL_ERROR);

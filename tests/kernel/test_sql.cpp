@@ -232,7 +232,7 @@ TEST_F(Sql, AStoreThatDoesNotTranslateShowsEachDiagnostic) {
 #ifndef TAVREL_ENGINE_STUB
   // Errors of the body, each on its own line with its own place.
   const SqlRun body = sql({"-U", "DEMO/DEMO"},
-                          "create procedure \"BAD\"(in X integer)\ncode\n  X := ;\n  X := 1 +;\nend;\n");
+                          "create procedure \"BAD\"() declare var Y integer;\ncode\n  Y := ;\n  Y := 1 +;\nend;\n");
   EXPECT_EQ(body.status, 1);
   EXPECT_EQ(body.err.rfind("line 3, column ", 0), 0u) << body.err;
   EXPECT_NE(body.err.find("\nline 4, column "), std::string::npos) << body.err;
