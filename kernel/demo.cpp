@@ -107,7 +107,7 @@ code
     where DEPT_NO is null or DEPTNO = DEPT_NO order by EMPNO;
   fetch C;
   while not OUTOFCURSOR(C) loop
-    PRINT(ITOA(C.EMPNO) + " " + C.ENAME + " " + C.JOB + TOCHAR(C.SAL, 12, 2));
+    PRINT(ITOA(C.EMPNO) + "  " + RPAD(C.ENAME, 10) + RPAD(C.JOB, 10) + TOCHAR(C.SAL, 10, 2));
     SHOWN := SHOWN + 1;
     fetch C;
   endloop;
@@ -167,7 +167,7 @@ code
   fetch D;
   while not OUTOFCURSOR(D) loop
     TOTAL := DEPT_TOTAL(D.DEPTNO);
-    PRINT(D.DNAME + TOCHAR(TOTAL, 14, 2));
+    PRINT(RPAD(D.DNAME, 14) + TOCHAR(TOTAL, 12, 2));
     GRAND_TOTAL := GRAND_TOTAL + TOTAL;
     fetch D;
   endloop;
