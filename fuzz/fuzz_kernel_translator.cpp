@@ -191,6 +191,16 @@ void run_stored(sqlite3* db, EngineSession* es, const ProcHeader& h) {
   }
 }
 
+// Compiled units are kept process-wide by procedure id, and every input's database numbers
+// its procedures from 1 again: they are given up before the database goes, so that no input
+// runs a unit compiled for another.
+void forget_units(sqlite3* db) {
+  sqlite3_stmt* st = nullptr;
+  check(sqlite3_prepare_v2(db, "select \"$$$ID\" from \"$$$PROC\";", -1, &st, nullptr) == SQLITE_OK);
+  while (sqlite3_step(st) == SQLITE_ROW) engine_forget_unit(sqlite3_column_int(st, 0));
+  sqlite3_finalize(st);
+}
+
 void run(std::string_view cp866) {
   sqlite3* db = fresh_database();
   std::vector<Diagnostic> found;
@@ -216,6 +226,7 @@ void run(std::string_view cp866) {
   } else {
     check_diagnostics(cp866, found);
   }
+  forget_units(db);
   sqlite3_close(db);
 }
 
