@@ -240,7 +240,10 @@ std::string dml_table(std::string_view sql, SqlKind* kind) {
       name();
       w = name();
     }
-    if (w != "INTO") return "";
+    if (w != "INTO") {
+      *kind = SqlKind::OTHER;
+      return "";
+    }
     table = name();
   } else if (first == "UPDATE") {
     *kind = SqlKind::UPDATE;
@@ -251,7 +254,10 @@ std::string dml_table(std::string_view sql, SqlKind* kind) {
     }
   } else if (first == "DELETE") {
     *kind = SqlKind::DELETE;
-    if (name() != "FROM") return "";
+    if (name() != "FROM") {
+      *kind = SqlKind::OTHER;
+      return "";
+    }
     table = name();
   } else {
     return "";

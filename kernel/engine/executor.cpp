@@ -48,6 +48,16 @@ inline int64_t wrap_int(int64_t x, uint8_t type) {
   }
 }
 
+// Stores an integer of the type into a value in place (the hot path of assignments).
+inline void set_int(Value& v, int64_t x, uint8_t type) {
+  v.type = type;
+  switch (type) {
+    case TYPE_SMALLINT: payload_put<int16_t>(v, static_cast<int16_t>(x)); break;
+    case TYPE_INTEGER: payload_put<int32_t>(v, static_cast<int32_t>(x)); break;
+    default: payload_put<int64_t>(v, x); break;
+  }
+}
+
 inline Value int_value(int64_t x, uint8_t type) {
   switch (type) {
     case TYPE_SMALLINT: return make_smallint(static_cast<int16_t>(x));
@@ -190,6 +200,18 @@ int64_t var_int_slow(const FastNode* n, Frame& f) {
   return 0;
 }
 
+// An integer operand: constants and variables of their declared type are read here, without
+// a call; anything else goes to fast_int.
+inline int64_t int_operand(const FastNode* n, Frame& f, EngineSession& es) {
+  if (n->op == FastOp::CONST_INT) return n->i;
+  if (n->op == FastOp::VAR_INT) {
+    const Value& v = f.vars[n->var];
+    if (v.type == TYPE_BIGINT && n->type == TYPE_BIGINT) return payload_get<int64_t>(v);
+    if (v.type == TYPE_INTEGER && n->type == TYPE_INTEGER) return payload_get<int32_t>(v);
+  }
+  return fast_int(n, f, es);
+}
+
 int64_t fast_int(const FastNode* n, Frame& f, EngineSession& es) {
   switch (n->op) {
     case FastOp::CONST_INT:
@@ -204,21 +226,21 @@ int64_t fast_int(const FastNode* n, Frame& f, EngineSession& es) {
       }
     }
     case FastOp::ADD:
-      return wrap_int(static_cast<int64_t>(static_cast<uint64_t>(fast_int(n->a, f, es)) +
-                                           static_cast<uint64_t>(fast_int(n->b, f, es))),
+      return wrap_int(static_cast<int64_t>(static_cast<uint64_t>(int_operand(n->a, f, es)) +
+                                           static_cast<uint64_t>(int_operand(n->b, f, es))),
                       n->type);
     case FastOp::SUB:
-      return wrap_int(static_cast<int64_t>(static_cast<uint64_t>(fast_int(n->a, f, es)) -
-                                           static_cast<uint64_t>(fast_int(n->b, f, es))),
+      return wrap_int(static_cast<int64_t>(static_cast<uint64_t>(int_operand(n->a, f, es)) -
+                                           static_cast<uint64_t>(int_operand(n->b, f, es))),
                       n->type);
     case FastOp::MUL:
-      return wrap_int(static_cast<int64_t>(static_cast<uint64_t>(fast_int(n->a, f, es)) *
-                                           static_cast<uint64_t>(fast_int(n->b, f, es))),
+      return wrap_int(static_cast<int64_t>(static_cast<uint64_t>(int_operand(n->a, f, es)) *
+                                           static_cast<uint64_t>(int_operand(n->b, f, es))),
                       n->type);
     case FastOp::DIV:
     case FastOp::IDIV: {
-      const int64_t a = fast_int(n->a, f, es);
-      const int64_t b = fast_int(n->b, f, es);
+      const int64_t a = int_operand(n->a, f, es);
+      const int64_t b = int_operand(n->b, f, es);
       if (b == 0) {
         raise(f, EXCEPTION_DIVZERO);
         return 0;
@@ -227,12 +249,40 @@ int64_t fast_int(const FastNode* n, Frame& f, EngineSession& es) {
       return wrap_int(a / b, n->type);
     }
     case FastOp::NEG:
-      return wrap_int(static_cast<int64_t>(0 - static_cast<uint64_t>(fast_int(n->a, f, es))), n->type);
+      return wrap_int(static_cast<int64_t>(0 - static_cast<uint64_t>(int_operand(n->a, f, es))), n->type);
     case FastOp::ROUTINE:
       return read_as_bigint(fast_routine(n, f, es));
     default:
       return static_cast<int64_t>(fast_float(n, f, es));
   }
+}
+
+// The top of a statement's integer expression: a sum or difference of two operands is
+// computed here without a call (the usual loop counter and accumulator).
+inline int64_t int_top(const FastNode* n, Frame& f, EngineSession& es) {
+  if (n->op == FastOp::ADD || n->op == FastOp::SUB) {
+    const uint64_t a = static_cast<uint64_t>(int_operand(n->a, f, es));
+    const uint64_t b = static_cast<uint64_t>(int_operand(n->b, f, es));
+    return wrap_int(static_cast<int64_t>(n->op == FastOp::ADD ? a + b : a - b), n->type);
+  }
+  return int_operand(n, f, es);
+}
+
+// The top of a loop's or IF's condition: an integer comparison is computed here.
+inline bool bool_top(const FastNode* n, Frame& f, EngineSession& es) {
+  if (n->op >= FastOp::LT && n->op <= FastOp::NE && is_int_type(n->cmp)) {
+    const int64_t a = int_operand(n->a, f, es);
+    const int64_t b = int_operand(n->b, f, es);
+    switch (n->op) {
+      case FastOp::LT: return a < b;
+      case FastOp::GT: return a > b;
+      case FastOp::LE: return a <= b;
+      case FastOp::GE: return a >= b;
+      case FastOp::EQ: return a == b;
+      default: return a != b;
+    }
+  }
+  return fast_bool(n, f, es);
 }
 
 double fast_float(const FastNode* n, Frame& f, EngineSession& es) {
@@ -323,8 +373,8 @@ bool fast_bool(const FastNode* n, Frame& f, EngineSession& es) {
     }
   }
   if (is_int_type(n->cmp)) {
-    const int64_t a = fast_int(n->a, f, es);
-    const int64_t b = fast_int(n->b, f, es);
+    const int64_t a = int_operand(n->a, f, es);
+    const int64_t b = int_operand(n->b, f, es);
     switch (n->op) {
       case FastOp::EQ: return a == b;
       case FastOp::NE: return a != b;
@@ -837,12 +887,12 @@ int32_t run_code(EngineSession& es, Frame& f) {
     }
     switch (s.kind) {
       case StmtKind::ASSIGN_INT: {
-        const int64_t x = fast_int(s.expr.fast, f, es);
+        const int64_t x = int_top(s.expr.fast, f, es);
         if (f.raised != 0) break;
         Value& dst = f.vars[s.variable];
         const uint8_t t = u.vars[static_cast<size_t>(s.variable)].spec.type;
         if (t == s.expr.type) {
-          dst = int_value(x, t);
+          set_int(dst, x, t);
         } else {
           store(f, s.variable, int_value(x, s.expr.type));
         }
@@ -866,7 +916,7 @@ int32_t run_code(EngineSession& es, Frame& f) {
         continue;
       }
       case StmtKind::JUMP_FALSE: {
-        const bool c = eval_condition(es, f, s.expr);
+        const bool c = s.expr.fast != nullptr ? bool_top(s.expr.fast, f, es) : eval_condition(es, f, s.expr);
         if (f.raised != 0) break;
         pc = c ? pc + 1 : s.target;
         continue;
