@@ -138,7 +138,14 @@ const FastNode* fast_build(const ExprNode* n, FastArena& arena, const uint8_t* r
       FastNode* f = new_fast(arena, FastOp::ROUTINE, n);
       f->var = n->number;
       f->count = n->count;
-      f->args = n->args;
+      if (n->count > 0) {
+        auto args = std::make_unique<Expr[]>(n->count);
+        for (uint16_t i = 0; i < n->count; ++i) {
+          args[i] = make_expr(n->args[i], arena, routine_types, routine_count);
+        }
+        f->args = args.get();
+        arena.arg_lists.push_back(std::move(args));
+      }
       return f;
     }
     default:

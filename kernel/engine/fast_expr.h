@@ -7,6 +7,8 @@
 
 #include <cstdint>
 #include <deque>
+#include <memory>
+#include <vector>
 
 #include "translator/expr_tree.h"
 
@@ -34,7 +36,7 @@ struct FastNode {
   int64_t i;
   double f;
   const ExprNode* node;  // the tree node this one stands for
-  const ExprNode* const* args;  // ROUTINE
+  const Expr* args;      // ROUTINE: its `count` arguments, each with its own fast form
 };
 
 // An expression of a statement: its tree (for the general evaluation) and, when the whole
@@ -47,6 +49,7 @@ struct Expr {
 
 struct FastArena {
   std::deque<FastNode> nodes;
+  std::vector<std::unique_ptr<Expr[]>> arg_lists;  // the arguments of ROUTINE nodes
 };
 
 inline bool is_int_type(uint8_t t) {
