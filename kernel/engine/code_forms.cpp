@@ -76,6 +76,7 @@ void assignment_form(const Unit& u, Statement& s) {
   if (int_variable(u, n, &f.ta)) {
     // A copy is a sum with 0.
     f.a = n->var;
+    f.copy = true;
     kind = StmtKind::INT_VK;
   } else if (n->op == FastOp::ADD || n->op == FastOp::SUB) {
     const bool subtract = n->op == FastOp::SUB;

@@ -754,7 +754,10 @@ struct Compiler {
       return FAIL;
     }
     StmtKind kind = StmtKind::ASSIGN;
-    if (e.fast != nullptr) {
+    // A plain variable of another type is copied the general way, which keeps a NULL (no
+    // arithmetic reads it); one of the same integer type has a copy form that keeps it too.
+    const bool copy = e.node->kind == NodeKind::VARIABLE && e.node->column < 0;
+    if (e.fast != nullptr && (!copy || (is_int_type(v.spec.type) && e.type == v.spec.type))) {
       if (is_int_type(v.spec.type) && is_int_type(e.type)) kind = StmtKind::ASSIGN_INT;
       if (is_float_type(v.spec.type) && (is_int_type(e.type) || is_float_type(e.type))) {
         kind = StmtKind::ASSIGN_FLOAT;

@@ -223,7 +223,7 @@ int routine_args(const FastNode* n, Frame& f, EngineSession& es, Value* args, in
 
 // A routine called in a fast expression: its result as a value of the node's type. Texts an
 // argument's general evaluation makes are given back when the call has ended.
-Value fast_routine(const FastNode* n, Frame& f, EngineSession& es) {
+[[gnu::noinline]] Value fast_routine(const FastNode* n, Frame& f, EngineSession& es) {
   Value args[MAX_CALL_ARGS];
   const int count = n->count < MAX_CALL_ARGS ? n->count : MAX_CALL_ARGS;
   bool general = false;
@@ -248,7 +248,7 @@ Value fast_routine(const FastNode* n, Frame& f, EngineSession& es) {
   return result;
 }
 
-int64_t var_int_slow(const FastNode* n, Frame& f) {
+[[gnu::noinline]] int64_t var_int_slow(const FastNode* n, Frame& f) {
   const Value& v = f.vars[n->var];
   if (is_numeric_type(v.type)) return read_as_bigint(v);
   raise(f, EXCEPTION_NULLDATA);
@@ -297,6 +297,12 @@ int64_t fast_int(const FastNode* n, Frame& f, EngineSession& es) {
       }
       if (b == -1) return wrap_int(static_cast<int64_t>(0 - static_cast<uint64_t>(a)), n->type);
       return wrap_int(a / b, n->type);
+    }
+    case FastOp::DIV_POW2: {
+      const int64_t a = int_operand(n->a, f, es);
+      // A negative dividend is biased by the divisor less one, so that the shift truncates.
+      const int64_t bias = (a >> 63) & ((int64_t{1} << n->i) - 1);
+      return wrap_int((a + bias) >> n->i, n->type);
     }
     case FastOp::NEG:
       return wrap_int(static_cast<int64_t>(0 - static_cast<uint64_t>(int_operand(n->a, f, es))), n->type);
@@ -1028,7 +1034,11 @@ int32_t run_code(EngineSession& es, Frame& f) {
         const IntForm& m = s.form;
         const Value& a = f.vars[m.a];
         if (a.type != m.ta) [[unlikely]] {
-          if (assign_int(es, f, s) != 0) break;
+          if (m.copy) {
+            put_null(f.vars[s.variable]);
+          } else if (assign_int(es, f, s) != 0) {
+            break;
+          }
         } else {
           const uint64_t x = static_cast<uint64_t>(get_int(a)) + static_cast<uint64_t>(m.k);
           put_int(f.vars[s.variable], m.type, wrap_shifted(x, m.shift));

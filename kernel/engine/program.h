@@ -124,6 +124,7 @@ struct IntForm {
   uint8_t shift = 0;  // INT_*: 64 less the type's width, for the wrap
   uint8_t jump = 0;   // JUMP_INT_* and LOOP_INT_*: the comparison that jumps (CMP_* bits)
   bool subtract = false;  // INT_VV: a - b
+  bool copy = false;      // INT_VK: variable := a, which a NULL keeps
 };
 enum class FetchOrientation : uint8_t { NEXT, PRIOR, FIRST, LAST, ABSOLUTE, RELATIVE };
 
