@@ -754,10 +754,19 @@ struct Compiler {
       return FAIL;
     }
     StmtKind kind = StmtKind::ASSIGN;
-    // A plain variable of another type is copied the general way, which keeps a NULL (no
-    // arithmetic reads it); one of the same integer type has a copy form that keeps it too.
-    const bool copy = e.node->kind == NodeKind::VARIABLE && e.node->column < 0;
-    if (e.fast != nullptr && (!copy || (is_int_type(v.spec.type) && e.type == v.spec.type))) {
+    // A plain variable or cursor column is copied, which keeps a NULL (no arithmetic reads
+    // it): by COPY, or by the integer copy form between variables of one integer type.
+    const bool copy = e.node->kind == NodeKind::VARIABLE;
+    const bool int_copy = copy && e.node->column < 0 && is_int_type(v.spec.type) && e.type == v.spec.type;
+    if (copy && !int_copy) {
+      const int s = emit(StmtKind::COPY, line);
+      at(s).variable = var;
+      at(s).expr = e;
+      at(s).form.a = e.node->number;
+      at(s).form.b = e.node->column;
+      return expect_semicolon();
+    }
+    if (e.fast != nullptr) {
       if (is_int_type(v.spec.type) && is_int_type(e.type)) kind = StmtKind::ASSIGN_INT;
       if (is_float_type(v.spec.type) && (is_int_type(e.type) || is_float_type(e.type))) {
         kind = StmtKind::ASSIGN_FLOAT;

@@ -248,6 +248,22 @@ int routine_args(const FastNode* n, Frame& f, EngineSession& es, Value* args, in
   return result;
 }
 
+const Value* cursor_cell(Frame& f, int var, int column, int32_t* error);
+
+// A cursor's column of an integer type in a fast expression.
+[[gnu::noinline]] int64_t column_int(const FastNode* n, Frame& f) {
+  int32_t error = 0;
+  const Value* v = cursor_cell(f, n->var, static_cast<int>(n->i), &error);
+  if (error != 0) {
+    raise(f, error);
+    return 0;
+  }
+  if (v != nullptr && is_int_type(v->type)) return int_of(*v);
+  if (v != nullptr && is_numeric_type(v->type)) return read_as_bigint(*v);
+  raise(f, EXCEPTION_NULLDATA);
+  return 0;
+}
+
 [[gnu::noinline]] int64_t var_int_slow(const FastNode* n, Frame& f) {
   const Value& v = f.vars[n->var];
   if (is_numeric_type(v.type)) return read_as_bigint(v);
@@ -275,6 +291,8 @@ int64_t fast_int(const FastNode* n, Frame& f, EngineSession& es) {
       if (v.type != n->type) [[unlikely]] return var_int_slow(n, f);
       return get_int(v);
     }
+    case FastOp::COLUMN_INT:
+      return column_int(n, f);
     case FastOp::ADD:
       return wrap_int(static_cast<int64_t>(static_cast<uint64_t>(int_operand(n->a, f, es)) +
                                            static_cast<uint64_t>(int_operand(n->b, f, es))),
@@ -712,8 +730,34 @@ int32_t statement_triggers(EngineSession& es, const std::string& table, SqlKind 
   return 0;
 }
 
+// Fires an embedded statement's statement triggers (ids), BEFORE or AFTER it: 0, or the
+// exception that the statement meets when one refuses it.
+int32_t fire_around(EngineSession& es, const std::vector<int32_t>& ids) {
+  std::string error;
+  if (fire_triggers(es, ids, &error) == 0) return 0;
+  if (es.interrupted.load(std::memory_order_relaxed)) return RAISE_INTERRUPT;
+  es.errcode = static_cast<int32_t>(KERNEL_SQL_ERROR);
+  es.last_error = error;
+  return EXCEPTION_APPLICATIONERROR;
+}
+
 int32_t run_sql(EngineSession& es, Frame& f, const SqlStatement& s) {
-  if (int32_t code = statement_triggers(es, s.table, s.kind, true); code != 0) return code;
+  // The statement triggers of a DML statement's table, resolved once while nothing changes.
+  const ResolvedStatementTriggers* around = nullptr;
+  if (const uint8_t event = event_of(s.kind); event != 0 && !s.table.empty()) {
+    std::string error;
+    around = statement_triggers_of(es, s, event, &error);
+    if (around == nullptr) {
+      es.errcode = static_cast<int32_t>(KERNEL_SQL_ERROR);
+      es.last_error = error;
+      return EXCEPTION_APPLICATIONERROR;
+    }
+    if (!around->before.empty()) {
+      // A copy: an action may resolve the statement's triggers again while they fire.
+      const std::vector<int32_t> ids = around->before;
+      if (int32_t code = fire_around(es, ids); code != 0) return code;
+    }
+  }
   bool temporary = false;
   int rc = SQLITE_OK;
   sqlite3_stmt* st = statement_for(es, s, &temporary, &rc);
@@ -748,7 +792,21 @@ int32_t run_sql(EngineSession& es, Frame& f, const SqlStatement& s) {
   }
   if (code == 0) {
     es.errcode = 0;
-    code = statement_triggers(es, s.table, s.kind, false);
+    if (around != nullptr) {
+      // Looked up again: the BEFORE actions or the statement's row triggers may have changed
+      // what the session holds.
+      std::string error;
+      around = statement_triggers_of(es, s, event_of(s.kind), &error);
+      if (around == nullptr) {
+        es.errcode = static_cast<int32_t>(KERNEL_SQL_ERROR);
+        es.last_error = error;
+        return EXCEPTION_APPLICATIONERROR;
+      }
+      if (!around->after.empty()) {
+        const std::vector<int32_t> ids = around->after;
+        code = fire_around(es, ids);
+      }
+    }
   }
   return code;
 }
@@ -1135,6 +1193,28 @@ int32_t run_code(EngineSession& es, Frame& f) {
         if (s.target <= pc && !next_turn(es, f)) break;
         pc = s.target;
         continue;
+      case StmtKind::COPY: {
+        const Value* v = &f.vars[s.form.a];
+        if (s.form.b >= 0) {
+          int32_t error = 0;
+          v = cursor_cell(f, s.form.a, s.form.b, &error);
+          if (error != 0) {
+            raise(f, error);
+            break;
+          }
+        }
+        Value null;
+        if (v == nullptr) {
+          put_null(null);
+          v = &null;
+        }
+        if (int32_t c = store(f, s.variable, *v); c != 0) {
+          raise(f, c);
+          break;
+        }
+        pc = after(s, pc);
+        continue;
+      }
       case StmtKind::ASSIGN: {
         PoolScope scope(es.ctx);
         Value v;
@@ -1308,21 +1388,55 @@ void put_wire(const Value& v, std::vector<uint8_t>* out) {
 }
 
 // The rows of NEW and OLD, read as the columns of the trigger's table.
+// The row's cells reuse what a cursor table taken from the session's spares holds already:
+// a trigger fired for each row of a statement allocates nothing here after its first row.
 void load_row(Frame& f, int var, sqlite3_value** row, int count) {
   if (var < 0) return;
   CursorState& c = f.cursors[static_cast<size_t>(var)];
-  c = CursorState{};
   c.open = true;
-  if (count <= 0 || row == nullptr) return;
+  c.out = false;
+  c.column_map = nullptr;
+  c.position = 0;
+  if (count <= 0 || row == nullptr) {
+    c.rows.clear();
+    return;
+  }
   const CursorColumns& cols = f.unit->cursors[static_cast<size_t>(var)];
-  std::vector<Cell>& cells = c.rows.emplace_back();
-  cells.reserve(static_cast<size_t>(count));
+  c.rows.resize(1);
+  std::vector<Cell>& cells = c.rows[0];
+  // Cells hold pointers into their own texts: every one is read again after the resize.
+  cells.resize(static_cast<size_t>(count));
   for (int k = 0; k < count; ++k) {
-    Cell& cell = cells.emplace_back();
     const uint8_t type = static_cast<size_t>(k) < cols.types.size() ? cols.types[static_cast<size_t>(k)] : uint8_t{TYPE_NONE};
-    read_sql_value(row[k], type, &cell.text, &cell.value);
+    read_sql_value(row[k], type, &cells[static_cast<size_t>(k)].text, &cells[static_cast<size_t>(k)].value);
   }
   c.position = 1;
+}
+
+// The most cursor tables a session keeps for its next frames, and the most rows a kept
+// cursor may hold on to (a query's rows are given up, a trigger's one row is kept).
+constexpr size_t SPARE_CURSOR_TABLES = 8;
+constexpr size_t SPARE_ROWS_KEPT = 1;
+
+void take_cursors(EngineSession& es, Frame& f, size_t n) {
+  if (!es.spare_cursors.empty()) {
+    f.cursors = std::move(es.spare_cursors.back());
+    es.spare_cursors.pop_back();
+  }
+  f.cursors.resize(n);
+}
+
+// Closes a frame's cursors and keeps their table for a later frame.
+void give_back_cursors(EngineSession& es, Frame& f) {
+  if (es.spare_cursors.size() >= SPARE_CURSOR_TABLES) return;
+  for (CursorState& c : f.cursors) {
+    if (c.rows.size() > SPARE_ROWS_KEPT) std::vector<std::vector<Cell>>().swap(c.rows);
+    c.open = false;
+    c.out = false;
+    c.position = 0;
+    c.column_map = nullptr;
+  }
+  es.spare_cursors.push_back(std::move(f.cursors));
 }
 
 }  // namespace
@@ -1349,7 +1463,7 @@ int32_t call_unit(EngineSession& es, const Unit& u, const Value* args, int argc,
   f.vars = n > LOCAL_VARS ? heap.get() : local;
   for (size_t i = 0; i < n; ++i) put_null(f.vars[i]);
   if (u.text_vars) f.texts.resize(n);
-  if (u.cursor_vars) f.cursors.resize(n);
+  if (u.cursor_vars) take_cursors(es, f, n);
   put_null(f.result);
   f.record.proc_id = u.proc_id;
   f.record.caller = es.current != nullptr ? es.current->record.id : EXEC_NONE;
@@ -1438,6 +1552,7 @@ int32_t call_unit(EngineSession& es, const Unit& u, const Value* args, int argc,
   es.current = f.caller;
   es.depth--;
   if (es.depth == 0 && !es.retired_units.empty()) es.retired_units.clear();
+  if (!f.cursors.empty()) give_back_cursors(es, f);
   return code;
 }
 

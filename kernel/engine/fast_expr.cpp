@@ -71,7 +71,14 @@ const FastNode* fast_build(const ExprNode* n, FastArena& arena, const uint8_t* r
       return f;
     }
     case NodeKind::VARIABLE: {
-      if (n->column >= 0) return nullptr;
+      if (n->column >= 0) {
+        // A cursor's column holds its declared type or NULL, as a variable does.
+        if (!is_int_type(n->type)) return nullptr;
+        FastNode* f = new_fast(arena, FastOp::COLUMN_INT, n);
+        f->var = n->number;
+        f->i = n->column;
+        return f;
+      }
       FastOp op = is_int_type(n->type) ? FastOp::VAR_INT
                   : is_float_type(n->type) ? FastOp::VAR_FLOAT
                                            : FastOp::VAR_BOOL;

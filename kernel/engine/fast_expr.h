@@ -17,6 +17,7 @@ namespace tavrel::kernel {
 enum class FastOp : uint8_t {
   CONST_INT, CONST_FLOAT, CONST_BOOL,
   VAR_INT, VAR_FLOAT, VAR_BOOL,  // typed by `type`: SMALLINT/INTEGER/BIGINT, REAL/DOUBLE, BOOL
+  COLUMN_INT,                      // column `i` of cursor variable `var`, of an integer type
   ADD, SUB, MUL, DIV, IDIV, NEG,  // in `type` (integers wrap in its width; REAL rounds to float)
   DIV_POW2,                        // integer a divided by the constant 2 to the power `i`
   LT, GT, LE, GE, EQ, NE,          // compare operands in the common type `cmp`

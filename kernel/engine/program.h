@@ -74,6 +74,7 @@ enum class StmtKind : uint8_t {
   ASSIGN_INT,    // var (SMALLINT/INTEGER/BIGINT) := fast integer expression
   ASSIGN_FLOAT,  // var (REAL/DOUBLE) := fast floating expression
   ASSIGN_BOOL,   // var (BOOL) := fast logical expression
+  COPY,          // var := variable form.a, or column form.b of cursor variable form.a (b >= 0)
   EVAL,          // expr computed for its effect
   JUMP,          // to target; a backward jump counts a quantum and checks for an interrupt
   JUMP_FALSE,    // to target unless expr (a logical expression) is TRUE
@@ -116,7 +117,7 @@ constexpr uint8_t CMP_GREATER = 4;
 
 struct IntForm {
   int32_t a = -1;     // the first operand's variable
-  int32_t b = -1;     // the second operand's variable (the _VV forms)
+  int32_t b = -1;     // the second operand's variable (the _VV forms); COPY: the column or -1
   int64_t k = 0;      // the constant (INT_SET: already in the variable's type)
   uint8_t ta = 0;     // the declared types of a and b: their type bytes while not NULL
   uint8_t tb = 0;

@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <deque>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -104,8 +105,11 @@ struct EngineSession {
   // What the session resolved through the shared registry, kept while the registry's
   // generation stays the same, so that a call or a trigger's row takes no lock there.
   std::vector<ResolvedCallee> callees;  // by call slot (Statement::call_slot, Unit::routine_slots)
-  std::vector<ResolvedTrigger> triggers;
+  std::deque<ResolvedTrigger> triggers;  // never moved while an action runs
   std::vector<ResolvedStatementTriggers> statement_triggers;  // by SqlStatement::slot
+  // Cursor tables of frames that ended, kept so that the next frames (a trigger's action for
+  // each row) need not allocate theirs.
+  std::vector<std::vector<CursorState>> spare_cursors;
   // Units replaced in those tables while the session may still run them: kept until no unit
   // of the session runs.
   std::vector<std::shared_ptr<const Unit>> retired_units;

@@ -294,5 +294,37 @@ end;)"), 0u);
   EXPECT_EQ(out_.exception_name, "UNDEFPROC");
 }
 
+
+// Copies keep what they copy, NULL and texts included, a copy onto itself too; a cursor a
+// finished unit left open is none of the next unit's.
+TEST_F(EngineTest, CopiesAndCursorsOfEndedUnits) {
+  sql("create table T(A integer, B char(10)); insert into T values(1, 'x'), (2, 'y'), (3, NULL);");
+  ASSERT_EQ(store(R"(create procedure LEAVE_OPEN
+declare cursor C;
+code open C for select A, B from T; fetch C; end;)"), 0u);
+  ASSERT_EQ(store(R"(create procedure P(out R char(60))
+declare cursor C; var S, S2 char(10); var N, M bigint; var I integer; var E integer;
+code
+  call LEAVE_OPEN();
+  E := 0;
+  fetch C;
+  R := "not reached";
+exceptions
+  when CURNOTOPEN then
+    open C for select A, B from T;
+    fetch LAST C;
+    S := C.B; S2 := S; S2 := S2; I := C.A; N := I; M := N;
+    R := TOCHAR(I) + " " + TOCHAR(M);
+    if S is null then R := R + " null"; endif;
+    if S2 is null then R := R + " null"; endif;
+    fetch FIRST C;
+    S := C.B; S2 := S;
+    R := R + " " + S2;
+end;)"), 0u);
+  ASSERT_EQ(run("P"), 0u);
+  EXPECT_EQ(out_.exception, 0) << out_.exception_name;
+  EXPECT_EQ(output("R"), "3 3 null null x");
+}
+
 }  // namespace
 }  // namespace tavrel::kernel
