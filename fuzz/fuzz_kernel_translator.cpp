@@ -184,9 +184,10 @@ void run_stored(sqlite3* db, EngineSession* es, const ProcHeader& h) {
     };
     for (const char* sql : CHANGES) {
       std::string message;
-      if (dml_begin(db, es, sql, &message) != 0) continue;
+      bool began = false;
+      if (dml_begin(db, es, sql, &began, &message) != 0) continue;
       const int rc = sqlite3_exec(db, sql, nullptr, nullptr, nullptr);
-      dml_end(db, es, sql, storage_code(rc), &message);
+      dml_end(db, es, sql, storage_code(rc), began, &message);
     }
   }
 }
