@@ -163,7 +163,9 @@ void link_code(Unit& u) {
     s.next = past_joins(pc + 1 < n ? pc + 1 : pc);
     s.joins = s.next != pc + 1;
     if (s.target >= 0) s.target = past_joins(s.target);
-    for (CaseBranch& b : s.cases) b.target = past_joins(b.target);
+    if (s.lists != nullptr) {
+      for (CaseBranch& b : s.lists->cases) b.target = past_joins(b.target);
+    }
   }
   for (Handler& h : u.handlers) h.entry = past_joins(h.entry);
 }

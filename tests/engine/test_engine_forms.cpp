@@ -249,7 +249,9 @@ end;)";
     if (s.target >= 0) {
       EXPECT_TRUE(reachable(s.target)) << pc;
     }
-    for (const CaseBranch& b : s.cases) EXPECT_TRUE(reachable(b.target)) << pc;
+    if (s.lists != nullptr) {
+      for (const CaseBranch& b : s.lists->cases) EXPECT_TRUE(reachable(b.target)) << pc;
+    }
   }
   EXPECT_EQ(joins, 4);  // at ELSEIF and ELSE; at each WHEN after the first
   std::vector<int> loop_tests;
