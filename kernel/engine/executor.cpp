@@ -336,7 +336,97 @@ int64_t fast_int(const FastNode* n, Frame& f, EngineSession& es) {
 
 // The top of a statement's integer expression: a sum or difference of two operands is
 // computed here without a call (the usual loop counter and accumulator).
+// Runs a flat program (fast_expr.h); the values it leaves are out[0] (and out[1] for a
+// comparison). The top of the stack stays in `top`. false when it gives up: a variable is
+// NULL, a divisor is 0 or -1.
+bool run_steps(const IntStep* p, const IntStep* end, const Frame& f, int64_t* out) {
+  int64_t stack[STEP_STACK_MAX];
+  int sp = 0;
+  int64_t top = 0;
+  auto variable = [&f](const IntStep* st, int64_t* x) {
+    const Value& v = f.vars[st->var];
+    if (v.type != st->type) [[unlikely]] return false;
+    *x = get_int(v);
+    return true;
+  };
+  auto wrap = [](uint64_t x, const IntStep* st) { return wrap_shifted(x, st->shift); };
+  for (; p != end; ++p) {
+    int64_t y;
+    switch (p->op) {
+      case StepOp::PUSH_V:
+        if (!variable(p, &y)) return false;
+        stack[sp++] = top;
+        top = y;
+        break;
+      case StepOp::PUSH_K:
+        stack[sp++] = top;
+        top = p->k;
+        break;
+      case StepOp::ADD_V:
+        if (!variable(p, &y)) return false;
+        top = wrap(static_cast<uint64_t>(top) + static_cast<uint64_t>(y), p);
+        break;
+      case StepOp::ADD_K:
+        top = wrap(static_cast<uint64_t>(top) + static_cast<uint64_t>(p->k), p);
+        break;
+      case StepOp::ADD_S:
+        top = wrap(static_cast<uint64_t>(stack[--sp]) + static_cast<uint64_t>(top), p);
+        break;
+      case StepOp::SUB_V:
+        if (!variable(p, &y)) return false;
+        top = wrap(static_cast<uint64_t>(top) - static_cast<uint64_t>(y), p);
+        break;
+      case StepOp::SUB_K:
+        top = wrap(static_cast<uint64_t>(top) - static_cast<uint64_t>(p->k), p);
+        break;
+      case StepOp::SUB_S:
+        top = wrap(static_cast<uint64_t>(stack[--sp]) - static_cast<uint64_t>(top), p);
+        break;
+      case StepOp::MUL_V:
+        if (!variable(p, &y)) return false;
+        top = wrap(static_cast<uint64_t>(top) * static_cast<uint64_t>(y), p);
+        break;
+      case StepOp::MUL_K:
+        top = wrap(static_cast<uint64_t>(top) * static_cast<uint64_t>(p->k), p);
+        break;
+      case StepOp::MUL_S:
+        top = wrap(static_cast<uint64_t>(stack[--sp]) * static_cast<uint64_t>(top), p);
+        break;
+      case StepOp::DIV_V:
+      case StepOp::DIV_K:
+      case StepOp::DIV_S: {
+        int64_t x = top;
+        if (p->op == StepOp::DIV_V) {
+          if (!variable(p, &y)) return false;
+        } else if (p->op == StepOp::DIV_K) {
+          y = p->k;
+        } else {
+          y = top;
+          x = stack[--sp];
+        }
+        if (y == 0 || y == -1) [[unlikely]] return false;
+        top = x / y;
+        break;
+      }
+      case StepOp::DIV_POW2:
+        top = (top + ((top >> 63) & ((int64_t{1} << p->k) - 1))) >> p->k;
+        break;
+      case StepOp::NEG:
+        top = wrap(0 - static_cast<uint64_t>(top), p);
+        break;
+    }
+  }
+  // The stack holds below the top what was pushed first: a comparison's left side.
+  if (sp > 1) out[0] = stack[1];
+  out[sp > 1 ? 1 : 0] = top;
+  return true;
+}
+
 inline int64_t int_top(const FastNode* n, Frame& f, EngineSession& es) {
+  if (n->steps != nullptr) {
+    int64_t stack[STEP_STACK_MAX];
+    if (run_steps(n->steps, n->steps + n->step_count, f, stack)) [[likely]] return stack[0];
+  }
   if (n->op == FastOp::ADD || n->op == FastOp::SUB) {
     const uint64_t a = static_cast<uint64_t>(int_operand(n->a, f, es));
     const uint64_t b = static_cast<uint64_t>(int_operand(n->b, f, es));
@@ -348,8 +438,16 @@ inline int64_t int_top(const FastNode* n, Frame& f, EngineSession& es) {
 // The top of a loop's or IF's condition: an integer comparison is computed here.
 inline bool bool_top(const FastNode* n, Frame& f, EngineSession& es) {
   if (n->op >= FastOp::LT && n->op <= FastOp::NE && is_int_type(n->cmp)) {
-    const int64_t a = int_operand(n->a, f, es);
-    const int64_t b = int_operand(n->b, f, es);
+    int64_t a;
+    int64_t b;
+    int64_t stack[STEP_STACK_MAX];
+    if (n->steps != nullptr && run_steps(n->steps, n->steps + n->step_count, f, stack)) [[likely]] {
+      a = stack[0];
+      b = stack[1];
+    } else {
+      a = int_operand(n->a, f, es);
+      b = int_operand(n->b, f, es);
+    }
     switch (n->op) {
       case FastOp::LT: return a < b;
       case FastOp::GT: return a > b;
@@ -494,7 +592,7 @@ int32_t exception_of_diagnostic(int d) {
 int eval_value(EngineSession& es, Frame& f, const Expr& e, Value* out) {
   if (e.fast != nullptr) {
     if (is_int_type(e.type)) {
-      put_int(*out, e.type, wrap_int(fast_int(e.fast, f, es), e.type));
+      put_int(*out, e.type, wrap_int(int_top(e.fast, f, es), e.type));
     } else if (is_float_type(e.type)) {
       const double x = fast_float(e.fast, f, es);
       put_double(*out, e.type, x);
