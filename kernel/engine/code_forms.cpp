@@ -168,6 +168,12 @@ void link_code(Unit& u) {
     }
   }
   for (Handler& h : u.handlers) h.entry = past_joins(h.entry);
+  for (int pc = 0; pc + 1 < n; ++pc) {
+    Statement& s = code[static_cast<size_t>(pc)];
+    const StmtKind t = code[static_cast<size_t>(pc) + 1].kind;
+    const bool int_statement = s.kind == StmtKind::INT_SET || s.kind == StmtKind::INT_VV || s.kind == StmtKind::INT_VK;
+    s.loop_follows = int_statement && !s.joins && (t == StmtKind::LOOP_INT_VV || t == StmtKind::LOOP_INT_VK);
+  }
 }
 
 }  // namespace tavrel::kernel

@@ -1125,19 +1125,6 @@ inline int after(const Statement& s, int pc) {
   return pc + 1;
 }
 
-// The general form of an integer assignment: 0, or non-zero with the exception raised.
-int assign_int(EngineSession& es, Frame& f, const Statement& s) {
-  const int64_t x = int_top(s.expr.fast, f, es);
-  if (f.raised != 0) return 1;
-  const uint8_t t = f.unit->vars[static_cast<size_t>(s.variable)].spec.type;
-  if (t == s.expr.type) {
-    set_int(f.vars[s.variable], x, t);
-  } else {
-    store(f, s.variable, int_value(x, s.expr.type));
-  }
-  return 0;
-}
-
 // A test's logical expression; false with the exception raised when it fails.
 inline bool condition(EngineSession& es, Frame& f, const Expr& e) {
   return e.fast != nullptr ? bool_top(e.fast, f, es) : eval_condition(es, f, e);
@@ -1153,6 +1140,52 @@ inline bool next_turn(EngineSession& es, Frame& f) {
   }
   return true;
 }
+
+// The integer test t at pc (kind K): pc moves to where it leads. A loop's test is a turn of
+// the loop. false with the exception raised; an operand that is NULL goes the general way.
+template <StmtKind K>
+[[gnu::always_inline]] inline bool int_test(EngineSession& es, Frame& f, const Statement& t, int& pc) {
+  constexpr bool loop = K == StmtKind::LOOP_INT_VV || K == StmtKind::LOOP_INT_VK;
+  constexpr bool two = K == StmtKind::JUMP_INT_VV || K == StmtKind::LOOP_INT_VV;
+  if (loop && !next_turn(es, f)) return false;
+  const IntForm& m = t.form;
+  const Value& a = f.vars[m.a];
+  bool jump;
+  if (a.type == m.ta && (!two || f.vars[m.b].type == m.tb)) [[likely]] {
+    jump = compare_accepts(m.jump, get_int(a), two ? get_int(f.vars[m.b]) : m.k);
+  } else {
+    const bool c = condition(es, f, t.expr);
+    if (f.raised != 0) return false;
+    jump = loop ? c : !c;
+  }
+  pc = jump ? t.target : after(t, pc);
+  return true;
+}
+
+// The test at the bottom of a loop that follows the integer statement at pc, run at once: its
+// stop point (the trap flag was found clear) and the test, without a return to the top of the
+// statement loop.
+[[gnu::always_inline]] inline bool loop_test_at_once(EngineSession& es, Frame& f, const Statement* code, int& pc) {
+  ++pc;
+  const Statement& t = code[pc];
+  f.record.line.store(t.line, std::memory_order_relaxed);
+  if (t.kind == StmtKind::LOOP_INT_VV) return int_test<StmtKind::LOOP_INT_VV>(es, f, t, pc);
+  return int_test<StmtKind::LOOP_INT_VK>(es, f, t, pc);
+}
+
+// The general form of an integer assignment: 0, or non-zero with the exception raised.
+int assign_int(EngineSession& es, Frame& f, const Statement& s) {
+  const int64_t x = int_top(s.expr.fast, f, es);
+  if (f.raised != 0) return 1;
+  const uint8_t t = f.unit->vars[static_cast<size_t>(s.variable)].spec.type;
+  if (t == s.expr.type) {
+    set_int(f.vars[s.variable], x, t);
+  } else {
+    store(f, s.variable, int_value(x, s.expr.type));
+  }
+  return 0;
+}
+
 
 // --- the statement loop ----------------------------------------------------------------------
 
@@ -1290,6 +1323,10 @@ int32_t run_code(EngineSession& es, Frame& f) {
     switch (s.kind) {
       case StmtKind::INT_SET:
         put_int(f.vars[s.variable], s.form.type, s.form.k);
+        if (s.loop_follows != 0 && !f.record.trap.load(std::memory_order_relaxed)) {
+          if (!loop_test_at_once(es, f, code, pc)) break;
+          continue;
+        }
         pc = after(s, pc);
         continue;
       case StmtKind::INT_VV: {
@@ -1302,6 +1339,10 @@ int32_t run_code(EngineSession& es, Frame& f) {
           const uint64_t y = static_cast<uint64_t>(get_int(b));
           const uint64_t x = static_cast<uint64_t>(get_int(a)) + (m.subtract ? 0 - y : y);
           put_int(f.vars[s.variable], m.type, wrap_shifted(x, m.shift));
+        }
+        if (s.loop_follows != 0 && !f.record.trap.load(std::memory_order_relaxed)) {
+          if (!loop_test_at_once(es, f, code, pc)) break;
+          continue;
         }
         pc = after(s, pc);
         continue;
@@ -1319,63 +1360,25 @@ int32_t run_code(EngineSession& es, Frame& f) {
           const uint64_t x = static_cast<uint64_t>(get_int(a)) + static_cast<uint64_t>(m.k);
           put_int(f.vars[s.variable], m.type, wrap_shifted(x, m.shift));
         }
+        if (s.loop_follows != 0 && !f.record.trap.load(std::memory_order_relaxed)) {
+          if (!loop_test_at_once(es, f, code, pc)) break;
+          continue;
+        }
         pc = after(s, pc);
         continue;
       }
-      case StmtKind::JUMP_INT_VV: {
-        const IntForm& m = s.form;
-        const Value& a = f.vars[m.a];
-        const Value& b = f.vars[m.b];
-        if (a.type != m.ta || b.type != m.tb) [[unlikely]] {
-          const bool c = condition(es, f, s.expr);
-          if (f.raised != 0) break;
-          pc = c ? after(s, pc) : s.target;
-          continue;
-        }
-        pc = compare_accepts(m.jump, get_int(a), get_int(b)) ? s.target : after(s, pc);
+      case StmtKind::JUMP_INT_VV:
+        if (!int_test<StmtKind::JUMP_INT_VV>(es, f, s, pc)) break;
         continue;
-      }
-      case StmtKind::JUMP_INT_VK: {
-        const IntForm& m = s.form;
-        const Value& a = f.vars[m.a];
-        if (a.type != m.ta) [[unlikely]] {
-          const bool c = condition(es, f, s.expr);
-          if (f.raised != 0) break;
-          pc = c ? after(s, pc) : s.target;
-          continue;
-        }
-        pc = compare_accepts(m.jump, get_int(a), m.k) ? s.target : after(s, pc);
+      case StmtKind::JUMP_INT_VK:
+        if (!int_test<StmtKind::JUMP_INT_VK>(es, f, s, pc)) break;
         continue;
-      }
-      case StmtKind::LOOP_INT_VV: {
-        if (!next_turn(es, f)) break;
-        const IntForm& m = s.form;
-        const Value& a = f.vars[m.a];
-        const Value& b = f.vars[m.b];
-        bool again;
-        if (a.type != m.ta || b.type != m.tb) [[unlikely]] {
-          again = condition(es, f, s.expr);
-          if (f.raised != 0) break;
-        } else {
-          again = compare_accepts(m.jump, get_int(a), get_int(b));
-        }
-        pc = again ? s.target : after(s, pc);
+      case StmtKind::LOOP_INT_VV:
+        if (!int_test<StmtKind::LOOP_INT_VV>(es, f, s, pc)) break;
         continue;
-      }
-      case StmtKind::LOOP_INT_VK: {
-        if (!next_turn(es, f)) break;
-        const IntForm& m = s.form;
-        const Value& a = f.vars[m.a];
-        bool again;
-        if (a.type != m.ta) [[unlikely]] {
-          again = condition(es, f, s.expr);
-          if (f.raised != 0) break;
-        } else {
-          again = compare_accepts(m.jump, get_int(a), m.k);
-        }
-        pc = again ? s.target : after(s, pc);
+      case StmtKind::LOOP_INT_VK:
+        if (!int_test<StmtKind::LOOP_INT_VK>(es, f, s, pc)) break;
         continue;
-      }
       case StmtKind::LOOP_TRUE: {
         if (!next_turn(es, f)) break;
         const bool again = condition(es, f, s.expr);

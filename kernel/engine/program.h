@@ -150,6 +150,9 @@ struct StatementLists {
 struct Statement {
   StmtKind kind;
   bool joins = false;  // a join follows: `next` is not the instruction after this one
+  // INT_SET, INT_VV, INT_VK: the test at the bottom of a loop (LOOP_INT_*) follows at once and
+  // runs with the statement, its stop point included, while no debugger has set the trap flag.
+  bool loop_follows = false;
   FetchOrientation orientation = FetchOrientation::NEXT;
   int32_t line;      // from 0 of the stored text; -1: no statement of its own
   int32_t next = -1; // the instruction run after this one when it does not jump
