@@ -225,14 +225,17 @@ int routine_args(const FastNode* n, Frame& f, EngineSession& es, Value* args, in
 // A routine called in a fast expression: its result as a value of the node's type. Texts an
 // argument's general evaluation makes are given back when the call has ended.
 [[gnu::noinline]] Value fast_routine(const FastNode* n, Frame& f, EngineSession& es) {
-  Value args[MAX_CALL_ARGS];
+  // A few arguments on the stack (recursion goes deep), more on the heap.
+  constexpr int LOCAL_ARGS = 4;
+  Value local[LOCAL_ARGS];
   const int count = n->count < MAX_CALL_ARGS ? n->count : MAX_CALL_ARGS;
-  bool general = false;
-  for (int i = 0; i < count; ++i) general = general || n->args[i].fast == nullptr;
+  std::unique_ptr<Value[]> heap;
+  if (count > LOCAL_ARGS) heap = std::make_unique<Value[]>(static_cast<size_t>(count));
+  Value* args = count > LOCAL_ARGS ? heap.get() : local;
   Value result;
   put_null(result);
   int32_t code = 0;
-  if (general) {
+  if (n->general_args) {
     PoolScope scope(es.ctx);
     code = routine_args(n, f, es, args, count) != 0 ? f.raised
                                                     : call_routine_by_number(es, f, n->var, args, count, &result);

@@ -16,7 +16,7 @@ bool is_fast_type(uint8_t t) { return is_int_type(t) || is_float_type(t) || t ==
 
 FastNode* new_fast(FastArena& arena, FastOp op, const ExprNode* n) {
   FastNode& f = arena.nodes.emplace_back();
-  f = FastNode{op, n->type, TYPE_NONE, 0, -1, nullptr, nullptr, 0, 0.0, n, nullptr, nullptr, 0};
+  f = FastNode{op, n->type, TYPE_NONE, 0, -1, nullptr, nullptr, 0, 0.0, n, nullptr, false, nullptr, 0};
   return &f;
 }
 
@@ -259,6 +259,7 @@ const FastNode* fast_build(const ExprNode* n, FastArena& arena, const uint8_t* r
         auto args = std::make_unique<Expr[]>(n->count);
         for (uint16_t i = 0; i < n->count; ++i) {
           args[i] = make_expr(n->args[i], arena, routine_types, routine_count);
+          f->general_args = f->general_args || args[i].fast == nullptr;
         }
         f->args = args.get();
         arena.arg_lists.push_back(std::move(args));

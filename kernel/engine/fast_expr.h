@@ -64,6 +64,7 @@ struct FastNode {
   double f;
   const ExprNode* node;  // the tree node this one stands for
   const Expr* args;      // ROUTINE: its `count` arguments, each with its own fast form
+  bool general_args;     // ROUTINE: some argument has no fast form (its texts need a scope)
   // The flat program of an integer expression (or of both sides of an integer comparison,
   // left then right), or nullptr.
   const IntStep* steps;
