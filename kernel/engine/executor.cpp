@@ -512,6 +512,41 @@ double fast_float(const FastNode* n, Frame& f, EngineSession& es) {
   }
 }
 
+// A NUMERIC sum, difference or product, or an operand of one: an operand of another type is
+// computed in its own type and read as NUMERIC, as the general evaluation reads it.
+Decimal fast_num(const FastNode* n, Frame& f, EngineSession& es) {
+  if (n->type != TYPE_NUMERIC) {
+    Value v;
+    if (is_int_type(n->type)) {
+      put_int(v, n->type, wrap_int(int_top(n, f, es), n->type));
+    } else {
+      put_double(v, n->type, fast_float(n, f, es));
+    }
+    return read_as_numeric(v);
+  }
+  switch (n->op) {
+    case FastOp::CONST_NUM:
+      return n->d;
+    case FastOp::VAR_NUM: {
+      const Value& v = f.vars[n->var];
+      if (v.type == TYPE_NUMERIC) [[likely]] return value_decimal(v);
+      if (is_numeric_type(v.type)) return read_as_numeric(v);
+      raise(f, EXCEPTION_NULLDATA);
+      return decimal_zero();
+    }
+    case FastOp::ADD:
+      return decimal_add(fast_num(n->a, f, es), fast_num(n->b, f, es));
+    case FastOp::SUB:
+      return decimal_sub(fast_num(n->a, f, es), fast_num(n->b, f, es));
+    case FastOp::MUL:
+      return decimal_mul(fast_num(n->a, f, es), fast_num(n->b, f, es));
+    case FastOp::ROUTINE:
+      return read_as_numeric(fast_routine(n, f, es));
+    default:
+      return decimal_zero();
+  }
+}
+
 bool fast_bool(const FastNode* n, Frame& f, EngineSession& es) {
   switch (n->op) {
     case FastOp::CONST_BOOL:
@@ -596,6 +631,10 @@ int eval_value(EngineSession& es, Frame& f, const Expr& e, Value* out) {
   if (e.fast != nullptr) {
     if (is_int_type(e.type)) {
       put_int(*out, e.type, wrap_int(int_top(e.fast, f, es), e.type));
+    } else if (e.type == TYPE_NUMERIC) {
+      const Decimal d = fast_num(e.fast, f, es);
+      out->type = TYPE_NUMERIC;
+      payload_put(*out, d);
     } else if (is_float_type(e.type)) {
       const double x = fast_float(e.fast, f, es);
       put_double(*out, e.type, x);
@@ -1220,8 +1259,17 @@ int run_statement(EngineSession& es, Frame& f, const Statement& s, int pc) {
       return after(s, pc);
     }
     case StmtKind::ASSIGN: {
-      PoolScope scope(es.ctx);
       Value v;
+      if (s.expr.fast != nullptr) {
+        // A fast expression makes no texts: no scope of the string pool is needed.
+        if (eval_value(es, f, s.expr, &v) != 0) return -1;
+        if (int32_t c = store(f, s.variable, v); c != 0) {
+          raise(f, c);
+          return -1;
+        }
+        return after(s, pc);
+      }
+      PoolScope scope(es.ctx);
       if (eval_value(es, f, s.expr, &v) != 0) return -1;
       if (int32_t c = store(f, s.variable, v); c != 0) {
         raise(f, c);
