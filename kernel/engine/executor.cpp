@@ -835,16 +835,22 @@ sqlite3_stmt* statement_for(EngineSession& es, const SqlStatement& s, bool* temp
 int32_t bind_all(EngineSession& es, Frame& f, const SqlStatement& s, sqlite3_stmt* st) {
   for (size_t i = 0; i < s.bindings.size(); ++i) {
     const SqlBinding& b = s.bindings[i];
-    Value v = make_null();
+    const Value* v = &f.vars[b.variable];
     if (b.column >= 0) {
       int32_t error = 0;
-      const Value* cell = cursor_cell(f, b.variable, b.column, &error);
+      v = cursor_cell(f, b.variable, b.column, &error);
       if (error != 0) return error;
-      if (cell != nullptr) v = *cell;
-    } else {
-      v = f.vars[b.variable];
     }
-    if (int rc = bind_value(st, static_cast<int>(i) + 1, v, &es.bind_text); rc != SQLITE_OK) return sql_failure(es, rc);
+    const int index = static_cast<int>(i) + 1;
+    int rc;
+    if (v == nullptr) {
+      rc = sqlite3_bind_null(st, index);
+    } else if (is_int_type(v->type)) {
+      rc = sqlite3_bind_int64(st, index, int_of(*v));  // the usual case, without the general binder
+    } else {
+      rc = bind_value(st, index, *v, &es.bind_text);
+    }
+    if (rc != SQLITE_OK) return sql_failure(es, rc);
   }
   return 0;
 }
@@ -882,17 +888,29 @@ int32_t fire_around(EngineSession& es, const std::vector<int32_t>& ids) {
   return EXCEPTION_APPLICATIONERROR;
 }
 
+// The statement triggers of an embedded DML statement, as the session holds them while the
+// registry has not changed (looked up again otherwise). nullptr with the failure set when the
+// trigger table cannot be read.
+const ResolvedStatementTriggers* triggers_around(EngineSession& es, const SqlStatement& s, uint8_t event) {
+  if (static_cast<size_t>(s.slot) < es.statement_triggers.size()) {
+    const ResolvedStatementTriggers& e = es.statement_triggers[static_cast<size_t>(s.slot)];
+    if (e.generation == registry_generation()) [[likely]] return &e;
+  }
+  std::string error;
+  const ResolvedStatementTriggers* found = statement_triggers_of(es, s, event, &error);
+  if (found == nullptr) {
+    es.errcode = static_cast<int32_t>(KERNEL_SQL_ERROR);
+    es.last_error = error;
+  }
+  return found;
+}
+
 int32_t run_sql(EngineSession& es, Frame& f, const SqlStatement& s) {
   // The statement triggers of a DML statement's table, resolved once while nothing changes.
   const ResolvedStatementTriggers* around = nullptr;
   if (const uint8_t event = event_of(s.kind); event != 0 && !s.table.empty()) {
-    std::string error;
-    around = statement_triggers_of(es, s, event, &error);
-    if (around == nullptr) {
-      es.errcode = static_cast<int32_t>(KERNEL_SQL_ERROR);
-      es.last_error = error;
-      return EXCEPTION_APPLICATIONERROR;
-    }
+    around = triggers_around(es, s, event);
+    if (around == nullptr) return EXCEPTION_APPLICATIONERROR;
     if (!around->before.empty()) {
       // A copy: an action may resolve the statement's triggers again while they fire.
       const std::vector<int32_t> ids = around->before;
@@ -936,13 +954,8 @@ int32_t run_sql(EngineSession& es, Frame& f, const SqlStatement& s) {
     if (around != nullptr) {
       // Looked up again: the BEFORE actions or the statement's row triggers may have changed
       // what the session holds.
-      std::string error;
-      around = statement_triggers_of(es, s, event_of(s.kind), &error);
-      if (around == nullptr) {
-        es.errcode = static_cast<int32_t>(KERNEL_SQL_ERROR);
-        es.last_error = error;
-        return EXCEPTION_APPLICATIONERROR;
-      }
+      around = triggers_around(es, s, event_of(s.kind));
+      if (around == nullptr) return EXCEPTION_APPLICATIONERROR;
       if (!around->after.empty()) {
         const std::vector<int32_t> ids = around->after;
         code = fire_around(es, ids);
