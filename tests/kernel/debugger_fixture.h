@@ -66,7 +66,7 @@ inline const char* const DEBUGGED_UNITS[] = {
     "code\n"
     "  S := 1;\n"
     "  return TOCHAR(S) + \"|\" + TOCHAR(I) + \"|\" + TOCHAR(B) + \"|\" + TOCHAR(R) + \"|\" + TOCHAR(D) + \"|\" + "
-    "TOCHAR(N, 12, 3) + \"|\" + TOCHAR(L) + \"|\" + C + \"|\" + TOCHAR(T) + \"|\" + TOCHAR(Y) + \"|\" + TOCHAR(W);\n"
+    "TOCHAR(N, 12, 3) + \"|\" + TOCHAR(L) + \"|\" + C + \"|\" + TOCHAR(T) + \"|\" + BTOA(Y) + \"|\" + TOCHAR(W);\n"
     "end;",
     // An endless loop, and a recursion whose deepest call sleeps.
     "create procedure SPIN() for debug declare var I integer default 0; code while true loop I := I + 1; endloop; end;",
