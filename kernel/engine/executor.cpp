@@ -885,7 +885,8 @@ int32_t run_code(EngineSession& es, Frame& f) {
     // The stop point: one predictable branch while no debugger watches. The hook runs before
     // the line is recorded, so that it sees the line of the statement run before.
     if (f.record.trap.load(std::memory_order_relaxed)) [[unlikely]] {
-      if (f.record.stops == nullptr || f.record.stops[pc] != 0) {
+      const uint8_t* stops = f.record.stops.load(std::memory_order_relaxed);
+      if (stops == nullptr || stops[pc] != 0) {
         if (const int32_t c = debug_hooks.stop != nullptr ? debug_hooks.stop(&es, &f.record, pc) : 0; c != 0) {
           raise(f, c);
           goto exception_raised;  // the statement is not run
