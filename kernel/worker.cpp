@@ -171,8 +171,10 @@ bool session_post(Session* session, std::vector<uint8_t> message) {
 
 bool session_post_job(Session* session, SessionJob job) {
   std::lock_guard lock(session->lock);
-  if (session->closed || session->closing || session->running || !session->queue.empty() ||
-      !session->jobs.empty()) {
+  // Jobs wait behind jobs (one that is ending as this one comes, say); a request of the
+  // client's own, running or waiting, makes the session busy.
+  if (session->closed || session->closing || (session->running && !session->running_job) ||
+      !session->queue.empty()) {
     return false;
   }
   session->jobs.push_back(std::move(job));

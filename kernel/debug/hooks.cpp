@@ -310,16 +310,14 @@ void target_arm(DebugState& g, DebugTarget& t) {
 }
 
 void target_watch(DebugState& g, DebugTarget& t, ExecRecord* record, int depth) {
-  bool traced = false;
-  if (owned_proc(g, t.client, record->proc_id) == nullptr) {
-    // Tracing enters a procedure compiled for debugging that no client debugs yet.
-    if (t.mode != RunMode::TRACE || !record->unit->debug || g.procs.count(record->proc_id) != 0) return;
-    traced = true;
+  // Tracing also enters a procedure compiled for debugging that no client debugs yet.
+  if (owned_proc(g, t.client, record->proc_id) == nullptr &&
+      (t.mode != RunMode::TRACE || !record->unit->debug || g.procs.count(record->proc_id) != 0)) {
+    return;
   }
   FrameWatch w;
   w.record = record;
   w.depth = depth;
-  w.traced = traced;
   t.frames.push_back(std::move(w));
   record->flags.store(EXEC_DEBUGGED, std::memory_order_relaxed);
   arm(g, t, t.frames.back());
