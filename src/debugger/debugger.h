@@ -104,7 +104,8 @@ struct Debugger {
 };
 
 // Binds the debugger to the main session's block (the caller keeps it) and the logon used
-// for further channels. Sessions, breakpoints and views start empty.
+// for further channels. Sessions, breakpoints and views start empty. The record holds
+// pointers into itself from here on: it stays where it is until debugger_shutdown.
 void debugger_init(Debugger& d, RequestBlock* block, std::string_view connect, std::string_view codepage);
 // Releases the cached handles, closes the internal channel and gives back the evaluator's
 // stores. The sessions stay open in the kernel until its session ends.

@@ -34,7 +34,7 @@ enum NoteKind : int {
   NOTE_EXCEPTION,     // "Состояние исключения X" or "Передано состояние исключения X"
   NOTE_RETURN_VALUE,  // text "Возвращаемое значение", detail the value's typed form
   NOTE_VALUE_CHANGED, // "Значение V изменилось": an on-change breakpoint stopped the run
-  NOTE_PRINTED,       // a message that a debugged execution printed
+  NOTE_PRINTED,       // a message that a debugged execution printed, without PRINT's head
   NOTE_MESSAGE,       // the debugger's own refusal, for a message box
   NOTE_KERNEL_ERROR,  // a kernel or channel code; text only for debugger errors (7204)
   NOTE_QUERY_ERROR,   // the run's statement is wrong: detail the statement, position set
@@ -52,14 +52,14 @@ struct DebugNote {
 using NoteSink = void (*)(void* user, const DebugNote& note);
 
 // Statuses of the debugger's operations: 0, a kernel or channel code (positive, already
-// given to the sink), or one of these.
+// given to the sink; an answer that does not hold its layout counts as the failed exchange
+// 1002), or one of these.
 enum DebugStatus : int {
   DBG_OK = 0,
   DBG_REFUSED = -1,      // refused by the debugger's own checks (a note said why, or nothing needed saying)
   DBG_NOTHING = -2,      // nothing to act on (no current execution, no such row)
   DBG_INTERRUPTED = -3,  // the person ended a waiting request
-  DBG_BAD_ANSWER = -4,   // the kernel's answer is shorter than its layout
-  DBG_TOO_LONG = -5,     // a text does not fit its request
+  DBG_TOO_LONG = -4,     // a text does not fit its request
 };
 
 }  // namespace tavrel

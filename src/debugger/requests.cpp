@@ -17,6 +17,9 @@ namespace {
 // kernel that always says so is not followed further than this.
 constexpr int PRINTED_ROUNDS_MAX = 64;
 
+// An answer that does not hold its layout counts as a failed exchange.
+constexpr int MALFORMED_ANSWER = static_cast<int>(CHANNEL_EXCHANGE_FAILED);
+
 std::span<const uint8_t> answer_bytes(const Debugger& d) {
   return {d.answer.data(), std::min<size_t>(d.block->answer_length, d.answer.size())};
 }
@@ -147,13 +150,13 @@ int request_abort(Debugger& d, uint16_t execution) {
 int request_call_stack(Debugger& d, uint16_t execution, std::vector<StackEntry>* frames) {
   const int code = proc_call(d, PROC_CALL_STACK, execution, {}, PROC_ANSWER);
   if (code != 0) return code;
-  return call_stack_read(answer_bytes(d), frames) == 0 ? 0 : DBG_BAD_ANSWER;
+  return call_stack_read(answer_bytes(d), frames) == 0 ? 0 : MALFORMED_ANSWER;
 }
 
 int request_locals(Debugger& d, uint16_t execution, std::vector<LocalEntry>* locals) {
   const int code = proc_call(d, PROC_LOCALS, execution, {}, PROC_LARGE_ANSWER);
   if (code != 0) return code;
-  return locals_read(answer_bytes(d), locals) == 0 ? 0 : DBG_BAD_ANSWER;
+  return locals_read(answer_bytes(d), locals) == 0 ? 0 : MALFORMED_ANSWER;
 }
 
 int request_printed(Debugger& d, uint32_t procedure_id, std::vector<std::string>* messages) {
@@ -162,7 +165,7 @@ int request_printed(Debugger& d, uint32_t procedure_id, std::vector<std::string>
   for (int round = 0; round < PRINTED_ROUNDS_MAX; ++round) {
     const int code = proc_call(d, PROC_READ_TABLE, procedure_id, {}, PROC_LARGE_ANSWER);
     if (code != 0) return code;
-    if (printed_messages_read(answer_bytes(d), &portion) != 0) return DBG_BAD_ANSWER;
+    if (printed_messages_read(answer_bytes(d), &portion) != 0) return MALFORMED_ANSWER;
     messages->insert(messages->end(), portion.begin(), portion.end());
     // The count field tells how many messages the kernel still keeps; an answer that
     // brought none does not bring the rest either.

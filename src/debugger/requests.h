@@ -19,7 +19,8 @@ struct Debugger;
 // Sends PROC `subcommand` with the argument and data on the main block and waits for the
 // answer, which is left in d.answer (its length in d.block->answer_length). room is the
 // answer length; with room 0 no buffer is given. Returns the return code, or DBG_TOO_LONG
-// when the data exceed the room (nothing is sent). Every request_* below returns the same way.
+// when the data exceed the room (nothing is sent). Every request_* below returns the same way,
+// and 1002 for an answer that does not hold its layout.
 int proc_call(Debugger& d, uint32_t subcommand, uint32_t argument, std::span<const uint8_t> data,
                    uint16_t room);
 

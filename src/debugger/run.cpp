@@ -29,6 +29,12 @@ void no_execution(Debugger& d) {
   }
 }
 
+// The answer in the work buffer, kept: the requests that follow reuse the buffer.
+std::vector<uint8_t> answer_copy(const Debugger& d) {
+  const size_t length = std::min<size_t>(d.block->answer_length, d.answer.size());
+  return std::vector<uint8_t>(d.answer.begin(), d.answer.begin() + static_cast<std::ptrdiff_t>(length));
+}
+
 // The messages the debugged executions printed since the last request.
 void show_printed(Debugger& d, uint32_t procedure_id) {
   std::vector<std::string> messages;
@@ -64,12 +70,20 @@ void show_ended(Debugger& d, const ExecState& state, std::span<const uint8_t> re
   if (d.last.has_result) debugger_note(d, NOTE_RETURN_VALUE, debug_text(TXT_RETURN_VALUE), d.last.result_form);
 }
 
-// Processes the answer of a request that moved an execution; true when the debugger must go
-// on with a run because a conditional breakpoint's condition does not hold.
-bool process_state(Debugger& d, int code) {
+// Processes the answer of a request that moved an execution. *go_on tells that the debugger
+// must go on with a run because a conditional breakpoint's condition does not hold. Returns
+// the request's code, or 1002 for an answer shorter than a state record.
+int process_state(Debugger& d, int code, bool* go_on) {
+  *go_on = false;
   d.debugging = true;
   d.last = LastStop{};
   d.last.outcome = RUN_FAILED;
+  ExecState state{};
+  const std::vector<uint8_t> answer = code == 0 ? answer_copy(d) : std::vector<uint8_t>{};
+  if (code == 0 && exec_state_read(answer, &state) != 0) {
+    code = static_cast<int>(CHANNEL_EXCHANGE_FAILED);
+    d.block->system_code = 0;
+  }
   if (code != 0) {
     const uint32_t number = d.block->system_code;
     if (code > 0) debugger_report(d, static_cast<uint32_t>(code), number);
@@ -79,22 +93,12 @@ bool process_state(Debugger& d, int code) {
     }
     d.debugging = false;
     d.started = false;
-    return false;
-  }
-  // The answer is kept: the requests below reuse the work buffer.
-  const std::vector<uint8_t> answer(d.answer.begin(),
-                                    d.answer.begin() + std::min<size_t>(d.block->answer_length, d.answer.size()));
-  ExecState state;
-  if (exec_state_read(answer, &state) != 0) {
-    no_execution(d);
-    d.debugging = false;
-    d.started = false;
-    return false;
+    return code;
   }
   show_printed(d, state.procedure_id);
   if ((state.flags & EXEC_FINISHED) != 0) {
     show_ended(d, state, exec_state_result(answer));
-    return false;
+    return 0;
   }
   if (state.exception != 0) {
     debugger_note(d, NOTE_EXCEPTION, debug_text(TXT_EXCEPTION_STATE) + exception_text(state.exception));
@@ -112,7 +116,8 @@ bool process_state(Debugger& d, int code) {
   d.last.outcome = RUN_STOPPED;
   d.last.state = state;
   d.last.procedure = procedure_name(d, state.procedure_id);
-  return breakpoints_at_stop(d, state);
+  *go_on = breakpoints_at_stop(d, state);
+  return 0;
 }
 
 // After the person ended a wait: the banner, no current execution, and a run that this
@@ -146,9 +151,10 @@ int move(Debugger& d, uint32_t subcommand, uint32_t argument, std::span<const ui
   for (;;) {
     clear_marks(d);
     bool interrupted = false;
-    const int code = proc_call_waiting(d, subcommand, argument, data, PROC_ANSWER, &interrupted);
+    const int sent = proc_call_waiting(d, subcommand, argument, data, PROC_ANSWER, &interrupted);
     if (interrupted) return after_interruption(d);
-    if (!process_state(d, code)) return code;
+    bool go_on = false;
+    if (const int code = process_state(d, sent, &go_on); code != 0 || !go_on) return code;
     if (is_start(subcommand)) subcommand = PROC_RUN;
     argument = d.current_execution;
     data = {};
@@ -206,8 +212,9 @@ int debugger_run(Debugger& d, DebugSession& session, std::string_view statement)
     return code;
   }
   d.started = true;
-  if (process_state(d, 0)) return move(d, PROC_RUN, d.current_execution, {});
-  return 0;
+  bool go_on = false;
+  if (const int processed = process_state(d, 0, &go_on); processed != 0 || !go_on) return processed;
+  return move(d, PROC_RUN, d.current_execution, {});
 }
 
 int debugger_step(Debugger& d, uint32_t subcommand) {
@@ -253,10 +260,12 @@ int debugger_stop(Debugger& d) {
     }
     return code;
   }
-  const std::vector<uint8_t> answer(d.answer.begin(),
-                                    d.answer.begin() + std::min<size_t>(d.block->answer_length, d.answer.size()));
+  const std::vector<uint8_t> answer = answer_copy(d);
   ExecState state;
-  if (exec_state_read(answer, &state) != 0) return DBG_BAD_ANSWER;
+  if (exec_state_read(answer, &state) != 0) {
+    debugger_report(d, CHANNEL_EXCHANGE_FAILED, 0);
+    return static_cast<int>(CHANNEL_EXCHANGE_FAILED);
+  }
   d.last = LastStop{};
   show_printed(d, state.procedure_id);
   show_ended(d, state, exec_state_result(answer));

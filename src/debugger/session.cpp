@@ -126,9 +126,14 @@ int session_open(Debugger& d, std::string_view name, uint32_t id, bool check_oth
   const int code = request_open_session(d, id != 0 ? std::string_view{} : name, id, &procedure_id);
   if (code > 0) debugger_report(d, static_cast<uint32_t>(code), d.block->system_code);
   if (code != 0) return code;
-  if (s == nullptr) s = session_find(d, procedure_id);
+  // The slot of the procedure, else the first whose session is closed.
+  s = session_find(d, procedure_id);
+  if (s != nullptr && s->open) {  // known under another name
+    if (out != nullptr) *out = s;
+    return 0;
+  }
   for (size_t i = 0; s == nullptr && i < d.sessions.size(); ++i) {
-    if (!d.sessions[i].used) s = &d.sessions[i];
+    if (!d.sessions[i].open) s = &d.sessions[i];
   }
   if (s == nullptr) return DBG_REFUSED;  // every slot holds an open session
   *s = DebugSession{};

@@ -131,8 +131,10 @@ int variable_read(Debugger& d, uint16_t execution, uint16_t number, Value* out) 
   const int code = request_read_variable(d, execution, number, &wire);
   report(d, code);
   if (code != 0) return code;
-  if (value_wire_get(wire, &d.wire, out) == 0) return DBG_BAD_ANSWER;
-  return 0;
+  if (value_wire_get(wire, &d.wire, out) != 0) return 0;
+  // A value of no known type: the answer is taken as a failed exchange.
+  report(d, static_cast<int>(CHANNEL_EXCHANGE_FAILED));
+  return static_cast<int>(CHANNEL_EXCHANGE_FAILED);
 }
 
 int evaluate_in_frame(Debugger& d, uint32_t procedure_id, uint16_t execution, std::string_view text,

@@ -186,7 +186,7 @@ int call_stack_read(std::span<const uint8_t> bytes, std::vector<StackEntry>* out
 std::vector<uint8_t> call_stack_write(std::span<const StackEntry> frames);
 
 // PROC_LOCALS: u16 count, then per variable: u16 number (from 1; VARIABLE_NONE for the
-// return value), u8 name length, the name (CP866), u16 length of the value, the value in
+// return value), u8 name length, the name, u16 length of the value, the value in
 // its wire form. A list longer than the answer length is not cut: the kernel answers 1014
 // with the length it needs.
 struct LocalEntry {
@@ -199,7 +199,8 @@ int locals_read(std::span<const uint8_t> bytes, std::vector<LocalEntry>* out);
 std::vector<uint8_t> locals_write(std::span<const LocalEntry> locals);
 
 // PROC_READ_TABLE: the messages that the executions of the debug session printed since the
-// last request: u16 count, then per message u16 length and the text (CP866). The answer
+// last request, without the head PRINT writes: u16 count, then per message u16 length and
+// the text. Names and messages are in the session's code page. The answer
 // holds as many whole messages as fit its length, oldest first; the argument/count field
 // tells how many are still kept for the next request.
 int printed_messages_read(std::span<const uint8_t> bytes, std::vector<std::string>* out);

@@ -49,18 +49,15 @@ inline std::vector<uint8_t> wire_of(const Value& v) {
   value_wire_put(v, &out);
   return out;
 }
-inline Value smallint(int16_t n) {
+template <typename T>
+Value number_value(uint8_t type, T n) {
   Value v{};
-  v.type = TYPE_SMALLINT;
+  v.type = type;
   payload_put(v, n);
   return v;
 }
-inline Value integer(int32_t n) {
-  Value v{};
-  v.type = TYPE_INTEGER;
-  payload_put(v, n);
-  return v;
-}
+inline Value smallint(int16_t n) { return number_value(TYPE_SMALLINT, n); }
+inline Value integer(int32_t n) { return number_value(TYPE_INTEGER, n); }
 
 // The answer of a request that moves an execution: the state record and, behind it, the
 // wire form of a return value.
@@ -122,6 +119,11 @@ struct FakeKernel {
     return 0;
   }
 
+  static uint32_t debugger_error(RequestBlock* b, uint32_t number) {
+    b->system_code = number;
+    return KERNEL_DEBUGGER_ERROR;
+  }
+
   uint32_t answer_proc(const PeerRequest& r, RequestBlock* b, uint8_t* answer) {
     if (auto f = fail_next.find(r.position); f != fail_next.end()) {
       b->system_code = f->second.second;
@@ -133,28 +135,20 @@ struct FakeKernel {
     const std::vector<uint8_t>& d = r.data;
     switch (r.position) {
       case PROC_OPEN_SESSION: {
-        if (!d.empty() && d[0] != 0) {
-          const std::string name(d.begin() + 1, d.begin() + 1 + d[0]);
-          const auto it = procedures.find(name);
-          if (it == procedures.end()) {
-            b->system_code = DEBUGGER_UNDEFINED_PROCEDURE;
-            return KERNEL_DEBUGGER_ERROR;
-          }
-          b->argument = it->second;
-        } else {
-          std::vector<uint8_t> padded = d;
-          padded.resize(5);
-          b->argument = get_u32(padded.data() + 1);
-        }
         b->answer_length = 0;
-        return 0;
+        if (d.empty() || d[0] == 0) {
+          std::vector<uint8_t> padded = d;  // the kernel reads unsent bytes as zeros
+          padded.resize(PROC_OPEN_BY_ID_SIZE);
+          b->argument = get_u32(padded.data() + 1);
+          return 0;
+        }
+        const auto it = procedures.find(std::string(d.begin() + 1, d.begin() + 1 + d[0]));
+        b->argument = it == procedures.end() ? 0 : it->second;
+        return it == procedures.end() ? debugger_error(b, DEBUGGER_UNDEFINED_PROCEDURE) : 0;
       }
       case PROC_EXECUTE: case PROC_STEP: case PROC_TRACE: case PROC_RUN: case PROC_RUN_TO_RETURN:
       case PROC_STOP: case PROC_WAIT_FOR_CALL: case PROC_CATCH_ANY: {
-        if (states.empty()) {
-          b->system_code = DEBUGGER_NOT_WAITING;
-          return KERNEL_DEBUGGER_ERROR;
-        }
+        if (states.empty()) return debugger_error(b, DEBUGGER_NOT_WAITING);
         const std::vector<uint8_t> s = states.front();
         states.pop_front();
         return reply(b, answer, s);
@@ -188,10 +182,7 @@ struct FakeKernel {
         const uint16_t place = get_u16(padded.data());
         const uint16_t number = place == VARIABLE_NONE ? VARIABLE_NONE : static_cast<uint16_t>(place + 1);
         const auto it = values.find(number);
-        if (it == values.end()) {
-          b->system_code = DEBUGGER_BAD_PARAMETER;
-          return KERNEL_DEBUGGER_ERROR;
-        }
+        if (it == values.end()) return debugger_error(b, DEBUGGER_BAD_PARAMETER);
         return reply(b, answer, it->second);
       }
       default: b->answer_length = 0; return 0;

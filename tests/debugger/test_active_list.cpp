@@ -44,13 +44,6 @@ TEST_F(Active, PortionsFollowTheirKeysAndAKeyOnlyAnswerAddsNothing) {
   EXPECT_EQ(active_row_text(d, list, 2, &row), 0);
 }
 
-TEST_F(Active, StateTextsTakeTheFirstThatApplies) {
-  EXPECT_EQ(cp866_to_utf8(active_state_text(0)), "Выполняется");
-  EXPECT_EQ(cp866_to_utf8(active_state_text(EXEC_WAITING_QUERY)), "Ожидание запроса");
-  EXPECT_EQ(cp866_to_utf8(active_state_text(EXEC_FINISHED | EXEC_WAITING_QUERY)), "Завершена");
-  EXPECT_EQ(cp866_to_utf8(active_state_text(EXEC_DEBUGGED)), "Отлаживается; Выполняется");
-}
-
 TEST_F(Active, FetchingStopsPastAThousandEntries) {
   std::vector<ActiveEntry> many(250, ActiveEntry{42, 1, 0, 0, ACTIVE_CALLER_OUTSIDE});
   for (int i = 0; i < 6; ++i) kernel.portions.push_back({portion(many, static_cast<uint16_t>(i + 1)), 250});

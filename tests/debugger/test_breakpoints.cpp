@@ -136,25 +136,16 @@ TEST_F(Breakpoints, ClosingASessionKeepsItsRecordsInactive) {
   ASSERT_EQ(d.breakpoints.size(), 1u);
   EXPECT_FALSE(d.breakpoints[0].active);
   EXPECT_EQ(std::string(breakpoint_mark(d.breakpoints[0])), " ");
-  // Deleting an inactive record sends nothing.
+  // Deleting an inactive record sends nothing; making it active again sends its set.
+  ASSERT_EQ(breakpoint_accept(d, -1, {false, 43, 1, BREAKPOINT_LINE, ""}), 0);
   kernel.calls.clear();
   ASSERT_EQ(breakpoint_delete(d, 0), 0);
   EXPECT_TRUE(kernel.calls.empty());
-}
-
-TEST_F(Breakpoints, RowsOfTheList) {
-  open_p();
-  kernel.variables["I"] = {2, TYPE_INTEGER};
-  ASSERT_EQ(breakpoint_accept(d, -1, {false, 42, 2, BREAKPOINT_LINE, ""}), 0);
-  ASSERT_EQ(breakpoint_accept(d, -1, {false, 42, 3, BREAKPOINT_CONDITION, "I > 10"}), 0);
-  ASSERT_EQ(breakpoint_accept(d, -1, {false, 42, 0, BREAKPOINT_CHANGE, "I"}), 0);
-  EXPECT_EQ(breakpoint_row_text(d, d.breakpoints[0]), "P:3");
-  EXPECT_EQ(breakpoint_row_text(d, d.breakpoints[1]), "P:4(I > 10)");
-  EXPECT_EQ(breakpoint_row_text(d, d.breakpoints[2]), "P:(I)");
-  EXPECT_EQ(std::string(breakpoint_mark(d.breakpoints[2])), "X");
-  ASSERT_EQ(breakpoint_set_active(d, 2, false), 0);
-  EXPECT_EQ(std::string(breakpoint_mark(d.breakpoints[2])), " ");
-  EXPECT_EQ(kernel.proc(PROC_CLEAR_BREAKPOINT).size(), 1u);
+  ASSERT_EQ(breakpoint_set_active(d, 0, false), 0);
+  EXPECT_EQ(std::string(breakpoint_mark(d.breakpoints[0])), " ");
+  ASSERT_EQ(breakpoint_set_active(d, 0, true), 0);
+  EXPECT_EQ(kernel.sequence(), "21,20");
+  EXPECT_EQ(kernel.calls[1].data, bytes_of({1, 0, 0, 0, 1, 0, 1, 0}));  // its new row + 1
 }
 
 TEST_F(Breakpoints, AFalseConditionGoesOnWithTheSameStepUntilItHolds) {

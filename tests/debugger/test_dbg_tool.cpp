@@ -71,6 +71,8 @@ TEST_F(Tool, LocalsStackFramesPrintAndSet) {
   kernel.values[1] = wire_of(smallint(5));
   EXPECT_EQ(run({"locals", "stack", "print I * 2 + 1"}),
             "{ I } = 5 (SMALLINT)\n{ S } = {ab} (STRING)\n#0 Q line 5\n#1 P line 8\n11 (SMALLINT)\n");
+  EXPECT_EQ(kernel.proc(PROC_CALL_STACK)[0].argument, 10u);
+  EXPECT_EQ(kernel.proc(PROC_LOCALS)[0].argument, 10u);
   kernel.calls.clear();
   EXPECT_EQ(run({"frame 1", "set I 40 + 2"}), "#1 P line 8\n");
   EXPECT_EQ(tool.err, "");
@@ -87,6 +89,10 @@ TEST_F(Tool, LocalsStackFramesPrintAndSet) {
   ASSERT_EQ(set.size(), 1u);
   EXPECT_EQ(set[0].argument, 9u);  // the selected frame's execution
   EXPECT_EQ(set[0].data, bytes_of({0x21, 0x4E, TYPE_SMALLINT, 42}));  // 20001, then 42 as SMALLINT
+  kernel.calls.clear();
+  EXPECT_EQ(stack_select(d, 1), DBG_NOTHING);  // the selected frame again
+  EXPECT_EQ(stack_select(d, 2), DBG_NOTHING);  // past the stack
+  EXPECT_TRUE(kernel.calls.empty());
 }
 
 TEST_F(Tool, WatchConditionAndTheBreakpointList) {

@@ -35,15 +35,6 @@ TEST_F(Requests, SessionsOpenByNameOrIdentifierAndClose) {
   EXPECT_FALSE(s->open);
 }
 
-TEST_F(Requests, AnUnknownProcedureIsADebuggerErrorWithItsText) {
-  DebugSession* s = nullptr;
-  EXPECT_EQ(session_open(d, "NOPE", 0, true, &s), static_cast<int>(KERNEL_DEBUGGER_ERROR));
-  ASSERT_EQ(notes.size(), 1u);
-  EXPECT_EQ(notes[0].kind, NOTE_KERNEL_ERROR);
-  EXPECT_EQ(notes[0].system_code, 1u);
-  EXPECT_EQ(notes[0].text, "Неопределенная процедура");
-}
-
 TEST_F(Requests, ARunGoesOnTheInternalChannelWithoutWaiting) {
   DebugSession& s = open_p();
   kernel.states.push_back(state_answer({42, 9, 0, EXEC_DEBUGGED | EXEC_WAITING_DEBUGGER, 0, 0}));
@@ -194,30 +185,6 @@ TEST_F(Requests, HandlesAreReleasedWhenASessionCloses) {
   EXPECT_EQ(kernel.calls[1].argument, 142u);
   EXPECT_EQ(kernel.calls[2].argument, 143u);
   EXPECT_TRUE(d.handles.entries.empty());
-}
-
-TEST_F(Requests, StackAndLocalsAreReadForTheSelectedFrame) {
-  stopped_p();
-  const StackEntry frames[] = {{42, 2, 9, EXEC_DEBUGGED}, {43, 7, 8, EXEC_DEBUGGED}};
-  kernel.stack = call_stack_write(frames);
-  kernel.locals = locals_write(std::vector<LocalEntry>{{1, "I", wire_of(smallint(5))}, {VARIABLE_NONE, "RESULT", wire_of(Value{})}});
-  ASSERT_EQ(views_refresh(d), 0);
-  EXPECT_EQ(kernel.sequence(), "14,15");
-  EXPECT_EQ(kernel.calls[0].argument, 9u);
-  EXPECT_EQ(kernel.calls[1].argument, 9u);
-  EXPECT_EQ(kernel.calls[1].room, PROC_LARGE_ANSWER);
-  ASSERT_EQ(d.views.locals.size(), 2u);
-  EXPECT_EQ(local_row_text(d, d.views.locals[0]), "{ I } = 5 (SMALLINT)");
-  EXPECT_EQ(local_row_text(d, d.views.locals[1]), "{ RESULT } = (NIL)");
-
-  kernel.calls.clear();
-  EXPECT_EQ(stack_select(d, 1), 0);
-  EXPECT_EQ(kernel.sequence(), "15");
-  EXPECT_EQ(kernel.calls[0].argument, 8u);  // the caller's execution
-  kernel.calls.clear();
-  EXPECT_EQ(stack_select(d, 1), DBG_NOTHING);  // the selected row again
-  EXPECT_EQ(stack_select(d, 2), DBG_NOTHING);  // past the stack
-  EXPECT_TRUE(kernel.calls.empty());
 }
 
 TEST_F(Requests, LocalsTooLongAreReportedOncePerSession) {

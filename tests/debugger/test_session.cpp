@@ -73,10 +73,17 @@ TEST_F(States, DebuggerErrorsAreReportedWithTheirTexts) {
   debugger_step(d, PROC_STEP);
   EXPECT_EQ(notes.back().text, "Процедура не находится в ожидании команды от отладчика");
   EXPECT_EQ(d.current_execution, EXECUTION_NONE);
-
-  EXPECT_EQ(debugger_error_text(17).substr(0, 2), cp866("%%"));
-  EXPECT_EQ(cp866_to_utf8(debugger_error_text(9)), "Слишком много точек останова");
   EXPECT_EQ(cp866_to_utf8(debugger_error_text(0)), "Код возврата Таврела 7204");
+}
+
+TEST_F(States, AnAnswerShorterThanAStateRecordIsAFailedExchange) {
+  stopped_p();
+  kernel.states.push_back(std::vector<uint8_t>(EXEC_STATE_SIZE - 1, 1));
+  EXPECT_EQ(debugger_step(d, PROC_STEP), static_cast<int>(CHANNEL_EXCHANGE_FAILED));
+  ASSERT_EQ(notes.size(), 1u);
+  EXPECT_EQ(notes[0].code, CHANNEL_EXCHANGE_FAILED);
+  EXPECT_EQ(d.current_execution, EXECUTION_NONE);
+  EXPECT_EQ(kernel.sequence(), "6");  // nothing more is asked
 }
 
 TEST_F(States, TheWaitingRequestPollsUntilTheAnswerComes) {

@@ -11,6 +11,7 @@
 #include "kernel/errors.h"
 #include "protocol/codes.h"
 #include "text/unicode.h"
+#include "translator/builtins.h"
 
 namespace tavrel {
 
@@ -113,7 +114,7 @@ void on_note(void* user, const DebugNote& note) {
     case NOTE_EXCEPTION:
     case NOTE_VALUE_CHANGED: say(&t.out, note.text); break;
     case NOTE_RETURN_VALUE: say(&t.out, std::string(note.text) + ": " + std::string(note.detail)); break;
-    case NOTE_PRINTED: say(&t.out, "*** Message from Stored Procedure: " + std::string(note.text)); break;
+    case NOTE_PRINTED: say(&t.out, std::string(PRINT_HEAD) + std::string(note.text)); break;
     case NOTE_MESSAGE: fail(t, one_line(note.text)); break;
     case NOTE_KERNEL_ERROR: {
       const std::string head = "error " + std::to_string(note.code) + ": ";
@@ -357,6 +358,7 @@ void execute(DbgTool& t, std::string_view line) {
     run_statement(t, rest);
   } else if (command == "wait") {
     DebugSession* s = session_for(t, next_word(&rest));
+    if (s != nullptr && s->execution > 0) return fail(t, s->name + " is stopped in the debugger already");
     if (s != nullptr) tell_outcome(t, debugger_wait_for(d, *s));
   } else if (command == "catch") {
     tell_outcome(t, debugger_catch_any(d));
