@@ -79,7 +79,7 @@ int visible_rows(const Editor* e, int view) {
 
 // Keeps the selected row (the editor record's current line) within the rows and in view.
 void place_selection(Editor* e, int view, int row) {
-  const int count = static_cast<int>(view_row_count(manager_debugger(), view));
+  const int count = manager_debugger_started() ? static_cast<int>(view_row_count(manager_debugger(), view)) : 0;
   if (row >= count) row = count - 1;
   if (row < 0) row = 0;
   const int rows = visible_rows(e, view);
@@ -210,6 +210,7 @@ void draw_row(int row, const ViewColumns& c, const ViewRow& texts, uint8_t attr,
 
 void view_draw(const Editor* e, int view) {
   if (e->window == 0 || window_active() == nullptr || window_active()->handle != e->window) return;
+  if (!manager_debugger_started()) return;
   Debugger& d = manager_debugger();
   begin_update();
   const Window* w = window_active();
@@ -297,6 +298,7 @@ void mouse(Editor* e, int view) {
 }  // namespace
 
 void view_key(Editor* e, int view, uint16_t key) {
+  if (!manager_debugger_started()) return editor_end(e, EDITOR_CLOSE);
   Debugger& d = manager_debugger();
   const int page = visible_rows(e, view);
   switch (key) {
