@@ -146,7 +146,9 @@ bool view_row(Debugger& d, int view, size_t row, ViewRow* out) {
 
 void views_after_stop(Debugger& d) {
   d.views.context = 0;
-  views_refresh(d);
+  // A stack that cannot be read leaves the locals of the stopped frame to be shown.
+  stack_fetch(d);
+  locals_fetch(d);
   mark_changed_locals(d);
   monitor_values_refresh(d);
 }
