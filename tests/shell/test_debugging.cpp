@@ -265,5 +265,46 @@ TEST_F(Debugging, ClosingAStoppedWindowAsksAndEndsTheRun) {
   EXPECT_EQ(source_window_of(42), nullptr);
 }
 
+// P has one input parameter, A integer default 7.
+class DebuggingWithParameters : public DebuggingTest {
+ protected:
+  uint32_t params_answer(RequestBlock* b, uint8_t* answer) override {
+    ParamRow row{};
+    std::memset(row.name, ' ', sizeof row.name);
+    row.name[0] = 'A';
+    row.type = PARAM_TYPE_INTEGER;
+    row.length = 4;
+    const int32_t seven = 7;
+    std::memcpy(row.default_value, &seven, sizeof seven);
+    param_row_write(row, {answer, ROW_PARAM});
+    b->argument = 1;
+    b->answer_length = ROW_PARAM;
+    return 0;
+  }
+};
+
+TEST_F(DebuggingWithParameters, F9AsksForTheParametersFirst) {
+  WorkWindow* w = open_source(42, "P");
+  stop_at(42, 2);
+  // The default is edited in the dialog, Enter runs.
+  virtual_console_push_key(0, 0x4F, 0);     // End
+  virtual_console_push_key(0, 0x1E, '0');
+  virtual_console_push_key(0, 0x1C, 0x0D);
+  debug_command(w, KEY_F9);
+  const std::vector<PeerRequest> runs = kernel.proc(PROC_EXECUTE);
+  ASSERT_EQ(runs.size(), 1u);
+  EXPECT_EQ(std::string(runs[0].data.begin() + 4, runs[0].data.end()), "execute \"P\"(70);");
+  EXPECT_EQ(w->editor.exec_line, 2);
+
+  // Cancelling the dialog sends nothing (the run ended first).
+  kernel.states.push_back(state_answer({42, 9, 4, EXEC_FINISHED, 0, 0}));
+  debug_command(w, KEY_F9);
+  kernel.calls.clear();
+  virtual_console_push_key(0, 0x01, 0x1B);
+  debug_command(w, KEY_F9);
+  EXPECT_TRUE(kernel.proc(PROC_EXECUTE).empty());
+  EXPECT_EQ(kernel.sequence(), "SLCT,GETN");  // the parameter query only
+}
+
 }  // namespace
 }  // namespace tavrel
