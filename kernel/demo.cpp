@@ -1,5 +1,8 @@
 // Demonstration data: the user DEMO/DEMO, tables with rows, procedures with Latin and
-// Cyrillic names, and a trigger.
+// Cyrillic names, and a trigger. Between them the units show every part of the procedure
+// language a new user meets first: parameters of every type and mode, loops, a cursor loop,
+// PRINT, nested calls with OUT parameters, a RESULT used in an expression, declared and
+// system exceptions handled and passed on, SLEEP, and a row trigger reading NEW and OLD.
 #include "kernel/demo.h"
 
 #include <sqlite3.h>
@@ -27,11 +30,14 @@ insert or ignore into EMP values(7369, 'SMITH', 'CLERK', 20, 800.00, '1980-12-17
   (7566, 'JONES', 'MANAGER', 20, 2975.00, '1981-04-02'),
   (7839, 'KING', 'PRESIDENT', 10, 5000.00, '1981-11-17'),
   (7900, 'ИВАНОВ', 'CLERK', 40, 950.00, '1981-12-03');
+create table if not exists SAL_HISTORY(ID integer primary key, EMPNO integer, OLD_SAL numeric(7,2),
+  NEW_SAL numeric(7,2), CHANGED date default current_timestamp);
 commit;
 )SQL";
 
 // Stored through the same path as the manager's create statements; their heads exercise
-// every parameter type, defaults (NULL ones included) and every mode.
+// every parameter type, defaults (NULL ones included) and every mode. The first seven keep
+// their places (the procedure list shows them first); the later ones each show one feature.
 const char* const DEMO_OBJECTS[] = {
     R"(create procedure RAISE_SALARY(in EMP_NO integer, in PERCENT numeric(5,2) default 10, out NEW_SAL numeric(7,2)) for debug
 code
@@ -78,8 +84,112 @@ end;)",
     R"(create trigger "EMP_AUDIT"
 after insert or update on EMP for each row
 execute for debug
+declare
+  var EMP_NO integer;
+  var WAS, IS_NOW numeric(7,2);
 code
-  call COUNT_DOWN(1);
+  // Keeps each salary change in SAL_HISTORY: the salary before (NULL for a new
+  // employee) and after. NEW and OLD are the row after and before the change.
+  EMP_NO := NEW.EMPNO;
+  WAS := OLD.SAL;
+  IS_NOW := NEW.SAL;
+  if WAS <> IS_NOW then
+    insert into SAL_HISTORY(EMPNO, OLD_SAL, NEW_SAL) values(EMP_NO, WAS, IS_NOW);
+  endif;
+end;)",
+    R"(create procedure LIST_EMPLOYEES(in DEPT_NO integer default null, out SHOWN integer) for debug
+declare
+  cursor C;
+code
+  // Prints the employees of one department (of all with NULL) through a cursor.
+  SHOWN := 0;
+  open C for select EMPNO, ENAME, JOB, SAL from EMP
+    where DEPT_NO is null or DEPTNO = DEPT_NO order by EMPNO;
+  fetch C;
+  while not OUTOFCURSOR(C) loop
+    PRINT(ITOA(C.EMPNO) + "  " + RPAD(C.ENAME, 10) + RPAD(C.JOB, 10) + TOCHAR(C.SAL, 10, 2));
+    SHOWN := SHOWN + 1;
+    fetch C;
+  endloop;
+  close C;
+end;)",
+    R"(create procedure CHECKED_RATIO(in A integer default 10, in B integer default 0, out RATIO integer) for debug
+code
+  // A division by zero in a procedure raises the system exception DIVZERO.
+  RATIO := A / B;
+exceptions
+  when DIVZERO then
+    PRINT("Division by zero: the ratio is 0");
+    RATIO := 0;
+end;)",
+    R"(create procedure CHECK_SALARY(in EMP_NO integer default 7369, out SALARY numeric(7,2)) for debug
+declare
+  exception LOW_SALARY for 50;
+code
+  // Signals LOW_SALARY for a salary under 1000. Nothing here handles it, so it
+  // passes to the caller (to the client when run on its own).
+  select SAL into SALARY from EMP where EMPNO = EMP_NO;
+  if SALARY < 1000 then
+    signal LOW_SALARY;
+  endif;
+end;)",
+    R"(create procedure REVIEW_SALARY(in EMP_NO integer default 7369, out VERDICT varchar(40)) for debug
+declare
+  exception LOW_SALARY for 50;
+  var SALARY numeric(7,2);
+code
+  // Calls CHECK_SALARY and handles the exception that it passes on.
+  call CHECK_SALARY(EMP_NO, SALARY);
+  VERDICT := "Salary " + TOCHAR(SALARY, 10, 2) + " is fine";
+exceptions
+  when LOW_SALARY then
+    VERDICT := "Salary under 1000";
+  when others then
+    PRINT("CHECK_SALARY failed");
+    resignal;
+end;)",
+    R"(create procedure DEPT_TOTAL(in DEPT_NO integer default 20) result numeric(15,2) for debug
+declare
+  var TOTAL numeric(15,2);
+code
+  // The sum of a department's salaries, given back as the procedure's result.
+  select coalesce(sum(SAL), 0) into TOTAL from EMP where DEPTNO = DEPT_NO;
+  return TOTAL;
+end;)",
+    R"(create procedure DEPT_REPORT(out GRAND_TOTAL numeric(15,2)) for debug
+declare
+  cursor D;
+  var TOTAL numeric(15,2);
+code
+  // Prints each department's total: DEPT_TOTAL is called inside an expression.
+  GRAND_TOTAL := 0;
+  open D for select DEPTNO, DNAME from DEPT order by DEPTNO;
+  fetch D;
+  while not OUTOFCURSOR(D) loop
+    TOTAL := DEPT_TOTAL(D.DEPTNO);
+    PRINT(RPAD(D.DNAME, 14) + TOCHAR(TOTAL, 12, 2));
+    GRAND_TOTAL := GRAND_TOTAL + TOTAL;
+    fetch D;
+  endloop;
+  close D;
+end;)",
+    R"(create procedure SLOW(in SECONDS integer default 2) for debug
+code
+  // Waits a while: time enough to look at it in the list of active procedures.
+  PRINT("Sleeping for " + ITOA(SECONDS) + " s");
+  sleep SECONDS;
+  PRINT("Awake");
+end;)",
+    R"(create procedure SUM_TO(in N integer default 1000, out TOTAL bigint) for debug
+declare
+  var I integer default 1;
+code
+  // A loop long enough to step through in the debugger and watch TOTAL grow.
+  TOTAL := 0;
+  while I <= N loop
+    TOTAL := TOTAL + I;
+    I := I + 1;
+  endloop;
 end;)",
 };
 

@@ -21,6 +21,10 @@ struct Registry {
   std::unordered_map<int32_t, std::shared_ptr<const Unit>> units;
   std::unordered_map<std::string, int32_t> names;  // CP866 name -> procedure id
   std::unordered_map<int32_t, TriggerInfo> triggers;
+  // Every statement trigger, read once: each DML statement asks for its table's, and most
+  // tables have none. Read again after any unit is forgotten (a store commits before that).
+  bool statement_triggers_read = false;
+  std::vector<TriggerInfo> statement_triggers;
   std::atomic<int> sql_slots{0};
 };
 
@@ -136,9 +140,51 @@ bool registry_trigger(sqlite3* db, int32_t trigger_id, TriggerInfo* out) {
   return found;
 }
 
+int registry_statement_triggers(sqlite3* db, const std::string& table_upper, uint8_t event, bool before,
+                                std::vector<int32_t>* ids) {
+  ids->clear();
+  Registry& r = registry();
+  std::unique_lock<std::mutex> hold(r.lock);
+  if (!r.statement_triggers_read) {
+    hold.unlock();
+    std::vector<TriggerInfo> all;
+    sqlite3_stmt* st = nullptr;
+    if (sqlite3_prepare_v2(db,
+                           "select \"$$$ID\", \"$$$PROC\", \"$$$NAME\", upper(\"$$$TABLE\"), \"$$$EVENTS\", "
+                           "\"$$$BEFORE\" from \"$$$TRIG\" where \"$$$ROW\" = 0 order by \"$$$ID\";",
+                           -1, &st, nullptr) != SQLITE_OK) {
+      return 0;  // no trigger table: nothing to fire
+    }
+    int rc;
+    while ((rc = sqlite3_step(st)) == SQLITE_ROW) {
+      TriggerInfo t;
+      t.id = static_cast<int32_t>(sqlite3_column_int64(st, 0));
+      t.action = static_cast<int32_t>(sqlite3_column_int64(st, 1));
+      const char* name = reinterpret_cast<const char*>(sqlite3_column_text(st, 2));
+      const char* table = reinterpret_cast<const char*>(sqlite3_column_text(st, 3));
+      t.name = name != nullptr ? name : "";
+      t.table = table != nullptr ? table : "";
+      t.events = static_cast<uint8_t>(sqlite3_column_int(st, 4));
+      t.before = sqlite3_column_int(st, 5) != 0;
+      t.row = false;
+      all.push_back(std::move(t));
+    }
+    sqlite3_finalize(st);
+    if (rc != SQLITE_DONE) return 1;  // read again next time
+    hold.lock();
+    r.statement_triggers = std::move(all);
+    r.statement_triggers_read = true;
+  }
+  for (const TriggerInfo& t : r.statement_triggers) {
+    if (t.before == before && (t.events & event) != 0 && t.table == table_upper) ids->push_back(t.id);
+  }
+  return 0;
+}
+
 void registry_forget(int32_t proc_id) {
   Registry& r = registry();
   std::lock_guard<std::mutex> hold(r.lock);
+  r.statement_triggers_read = false;
   r.units.erase(proc_id);
   for (auto it = r.names.begin(); it != r.names.end();) {
     it = it->second == proc_id ? r.names.erase(it) : std::next(it);

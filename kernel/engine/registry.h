@@ -36,6 +36,12 @@ struct TriggerInfo {
 // The trigger of that id; false when there is none.
 bool registry_trigger(sqlite3* db, int32_t trigger_id, TriggerInfo* out);
 
+// The statement triggers of a table (upper-cased UTF-8) for an event, BEFORE or AFTER ones, in
+// the order they were created. Read from the database once and kept until a unit is forgotten.
+// 0, or 1 when the trigger table could not be read (nothing is returned then).
+int registry_statement_triggers(sqlite3* db, const std::string& table_upper, uint8_t event, bool before,
+                                std::vector<int32_t>* ids);
+
 // Gives up what is kept of a unit (and of the names and triggers that lead to it).
 void registry_forget(int32_t proc_id);
 

@@ -56,21 +56,11 @@ int fire_trigger(EngineSession& es, int32_t trigger_id, sqlite3_value** new_row,
 
 int fire_statement_triggers(EngineSession& es, const std::string& table_upper, uint8_t event, bool before,
                             std::string* error) {
-  // The statement triggers of the table are looked up on each statement: they are few, and a
-  // trigger created by another session is seen at once.
-  sqlite3_stmt* st = nullptr;
-  if (sqlite3_prepare_v2(es.db,
-                         "select \"$$$ID\" from \"$$$TRIG\" where upper(\"$$$TABLE\") = ? and \"$$$ROW\" = 0 and "
-                         "\"$$$BEFORE\" = ? and (\"$$$EVENTS\" & ?) != 0 order by \"$$$ID\";",
-                         -1, &st, nullptr) != SQLITE_OK) {
-    return 0;  // no trigger table: nothing to fire
-  }
-  sqlite3_bind_text(st, 1, table_upper.c_str(), -1, SQLITE_TRANSIENT);
-  sqlite3_bind_int(st, 2, before ? 1 : 0);
-  sqlite3_bind_int(st, 3, event);
   std::vector<int32_t> ids;
-  while (sqlite3_step(st) == SQLITE_ROW) ids.push_back(static_cast<int32_t>(sqlite3_column_int64(st, 0)));
-  sqlite3_finalize(st);
+  if (registry_statement_triggers(es.db, table_upper, event, before, &ids) != 0) {
+    *error = "the statement triggers of " + table_upper + " cannot be read";
+    return 1;
+  }
   for (int32_t id : ids) {
     if (fire_trigger(es, id, nullptr, 0, nullptr, 0, error) != 0) return 1;
   }

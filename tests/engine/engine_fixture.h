@@ -11,6 +11,7 @@
 
 #include "kernel/catalog.h"
 #include "kernel/engine/engine.h"
+#include "kernel/triggers.h"
 #include "kernel/storage.h"
 #include "text/unicode.h"
 #include "values/value_wire.h"
@@ -31,6 +32,8 @@ class EngineTest : public ::testing::Test {
     ASSERT_EQ(storage_add_user(db_, "TESTER", "pw"), 0);
     es_ = engine_session_open(db_, "TESTER", "testdb");
     ASSERT_NE(es_, nullptr);
+    // As on every session's connection: the SQL function that stored triggers call.
+    ASSERT_EQ(triggers_register(db_, es_), 0);
   }
   void TearDown() override {
     engine_session_close(es_);

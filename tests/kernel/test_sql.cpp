@@ -237,6 +237,18 @@ TEST_F(Sql, AStoreThatDoesNotTranslateShowsEachDiagnostic) {
   EXPECT_NE(body.err.find("\nline 4, column "), std::string::npos) << body.err;
 }
 
+// A unit in the Russian spelling is one statement up to its КОН; BIGINT and NUMERIC values
+// are written in full.
+TEST_F(Sql, RussianUnitsAndTheTextsOfWideNumbers) {
+  const SqlRun r = sql({"-U", "DEMO/DEMO"},
+                       "create procedure \"РУС\"(ВЫХ Р bigint, ВЫХ Ч numeric(10,2)) КОД\n"
+                       "  Р := 5000000000; Ч := 12.5;\nКОН;\n"
+                       "execute \"РУС\"();\n"
+                       "drop procedure \"РУС\";\n");
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "{ Р } = 5000000000 (BIGINT)\n{ Ч } = 12.5000000000 (NUMERIC)\n");
+}
+
 TEST_F(Sql, CallsThatCannotStartShowTheirPosition) {
   const SqlRun r = sql({"-U", "DEMO/DEMO", "-c", "execute \"NOPE\"();", "-c", "execute \"COUNT_DOWN\"(1 2);"});
   EXPECT_EQ(r.status, 1);

@@ -70,14 +70,17 @@ struct Splitter {
   char previous = 0;  // the last character of the current state, for "--", "/*" and "*/"
 };
 
-// The words of a text, upper-cased, up to a count; names and quotes end a word.
+// A byte of a word: a Latin letter, or any byte of a UTF-8 letter (Russian keywords).
+bool word_byte(char c) { return std::isalpha(static_cast<unsigned char>(c)) || static_cast<unsigned char>(c) >= 0x80; }
+
+// The words of a text, Latin letters upper-cased, up to a count; names and quotes end a word.
 std::vector<std::string> first_words(std::string_view text, size_t count) {
   std::vector<std::string> words;
   size_t i = 0;
   while (words.size() < count) {
     while (i < text.size() && (text[i] == ' ' || text[i] == '\t' || text[i] == '\r' || text[i] == '\n')) ++i;
     std::string word;
-    while (i < text.size() && std::isalpha(static_cast<unsigned char>(text[i]))) {
+    while (i < text.size() && word_byte(text[i])) {
       word += static_cast<char>(std::toupper(static_cast<unsigned char>(text[i++])));
     }
     if (word.empty()) break;
@@ -94,7 +97,7 @@ bool is_routine_statement(std::string_view text, bool with_body_only) {
   size_t object = 1;
   if (w[0] == "CREATE" && w[1] == "OR" && w.size() >= 4 && w[2] == "REPLACE") object = 3;
   else if (w[0] != "CREATE" && w[0] != "ALTER" && (with_body_only || w[0] != "DROP")) return false;
-  return object < w.size() && (w[object] == "PROCEDURE" || w[object] == "TRIGGER");
+  return object < w.size() && (w[object] == "PROCEDURE" || w[object] == "ПРОЦ" || w[object] == "TRIGGER");
 }
 
 // Whether a statement calls a procedure: its first word is EXECUTE or ВЫП (either case).
@@ -116,16 +119,21 @@ bool is_call_statement(std::string_view text) {
   return false;
 }
 
-// Whether a text ends with the word "end" (blanks after it allowed).
+// Whether a text ends with the word END or КОН (blanks after it allowed).
 bool ends_with_end(std::string_view text) {
   while (!text.empty() && (text.back() == ' ' || text.back() == '\t' || text.back() == '\r' || text.back() == '\n')) {
     text.remove_suffix(1);
   }
-  if (text.size() < 3) return false;
-  std::string last(text.substr(text.size() - 3));
-  for (char& c : last) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-  if (last != "END") return false;
-  return text.size() == 3 || !(std::isalnum(static_cast<unsigned char>(text[text.size() - 4])) || text[text.size() - 4] == '_');
+  for (std::string_view word : {std::string_view("END"), std::string_view("КОН")}) {
+    if (text.size() < word.size()) continue;
+    std::string last(text.substr(text.size() - word.size()));
+    for (char& c : last) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    if (last != word) continue;
+    if (text.size() == word.size()) return true;
+    const char before = text[text.size() - word.size() - 1];
+    if (!(word_byte(before) || std::isdigit(static_cast<unsigned char>(before)) || before == '_')) return true;
+  }
+  return false;
 }
 
 int usage(const char* message) {

@@ -39,8 +39,9 @@ constexpr uint8_t PARAM_NCHAR = 11;
 bool typed_form(const std::vector<uint8_t>& wire, std::string* out) {
   static StackMemory memory{};
   static StringPool pool;
-  static const bool ready = (string_pool_init(pool, &memory, STACK_TEXT_A), true);
-  (void)ready;
+  // The texts of BIGINT and NUMERIC forms are carved from the stack memory's text pool.
+  static const bool ready = stack_mem_setup(memory) == 0 && (string_pool_init(pool, &memory, STACK_TEXT_A), true);
+  if (!ready) return false;
   WireStore store;
   Value v;
   if (value_wire_get(wire, &store, &v) != wire.size() || wire.empty()) return false;
