@@ -10,8 +10,10 @@
 #include <thread>
 
 #include "kernel/answer.h"
+#include "kernel/debug/debugger.h"
 #include "kernel/dispatch.h"
 #include "kernel/engine/engine.h"
+#include "kernel/engine/session.h"
 #include "kernel/select.h"
 #include "kernel/storage.h"
 #include "platform/platform.h"
@@ -63,17 +65,32 @@ bool run_here(Session* s, const std::vector<uint8_t>& message, const KernelComma
 void worker(Session* s) {
   for (;;) {
     std::vector<uint8_t> message;
+    SessionJob job;
     {
       std::unique_lock lock(s->lock);
-      s->wake.wait(lock, [s] { return !s->running && (!s->queue.empty() || s->closing); });
-      if (s->queue.empty()) break;
-      message = std::move(s->queue.front());
-      s->queue.pop_front();
+      s->wake.wait(lock, [s] { return !s->running && (!s->queue.empty() || !s->jobs.empty() || s->closing); });
+      if (!s->jobs.empty()) {
+        job = std::move(s->jobs.front());
+        s->jobs.pop_front();
+      } else if (s->queue.empty()) {
+        break;
+      } else {
+        message = std::move(s->queue.front());
+        s->queue.pop_front();
+      }
       s->running = true;
       s->interrupted = false;
+      // A KILL of an earlier request is over: the engine's flag would end the next trigger
+      // action that a plain statement fires (an execute call clears it itself).
+      if (s->engine != nullptr) s->engine->interrupted.store(false);
       connection_hold(&s->connection);
     }
-    const bool more = run_and_answer(s, message);
+    bool more = true;
+    if (job) {
+      job(s, true);
+    } else {
+      more = run_and_answer(s, message);
+    }
     {
       std::lock_guard lock(s->lock);
       connection_release(&s->connection);
@@ -81,6 +98,14 @@ void worker(Session* s) {
     }
     if (!more) break;
   }
+  // Jobs that came too late are told so; then what the session debugged is released.
+  std::deque<SessionJob> late;
+  {
+    std::lock_guard lock(s->lock);
+    late.swap(s->jobs);
+  }
+  for (SessionJob& job : late) job(s, false);
+  debugger_session_end(s);
   std::lock_guard lock(s->lock);
   assert(!s->running);
   connection_hold(&s->connection);
@@ -98,6 +123,7 @@ void worker(Session* s) {
 
 void session_start(Session* session) {
   assert(session->connection.db != nullptr && !session->worker.joinable());
+  debugger_install();
   sqlite3_busy_handler(session->connection.db, session_busy, session);
   session->worker = std::thread(worker, session);
 }
@@ -107,7 +133,7 @@ bool session_post(Session* session, std::vector<uint8_t> message) {
   if (session->closed || session->closing) return false;
   const KernelCommand* command = kernel_command_of_frame(message);
   if (command != nullptr && (command->flags & (COMMAND_FROM_MEMORY | COMMAND_QUICK_SELECT)) != 0 &&
-      !session->running && session->queue.empty()) {
+      !session->running && session->queue.empty() && session->jobs.empty()) {
     session->running = true;
     session->interrupted = false;
     connection_hold(&session->connection);
@@ -117,11 +143,22 @@ bool session_post(Session* session, std::vector<uint8_t> message) {
     connection_release(&session->connection);
     session->running = false;
     if (answered) {
-      if (!session->queue.empty() || session->closing) session->wake.notify_one();
+      if (!session->queue.empty() || !session->jobs.empty() || session->closing) session->wake.notify_one();
       return true;
     }
   }
   session->queue.push_back(std::move(message));
+  session->wake.notify_one();
+  return true;
+}
+
+bool session_post_job(Session* session, SessionJob job) {
+  std::lock_guard lock(session->lock);
+  if (session->closed || session->closing || session->running || !session->queue.empty() ||
+      !session->jobs.empty()) {
+    return false;
+  }
+  session->jobs.push_back(std::move(job));
   session->wake.notify_one();
   return true;
 }
@@ -142,6 +179,7 @@ void session_interrupt(Session* session) {
   if (session->running) session->interrupted = true;
   if (session->connection.db != nullptr) sqlite3_interrupt(session->connection.db);
   if (session->engine != nullptr) engine_interrupt(session->engine);
+  debugger_interrupt(session);
 }
 
 int session_busy_ms() {
