@@ -249,7 +249,8 @@ int input_parameters_dialog(std::vector<RunParameter>* params) {
     return 0;
   }
   window_mark_dialog();
-  window_set_title(message_text(MSG_INPUT_PARAMETERS), 2, colour(ROLE_DIALOG_FRAME));
+  const std::string title = std::string(" ") + message_text(MSG_INPUT_PARAMETERS) + " ";
+  window_set_title(title.c_str(), 2, colour(ROLE_DIALOG_FRAME));
   window_add_shadow(SHADOW_ATTR);
   window_set_help(HELP_RUN_PARAMS);
   while (g.result < 0) {

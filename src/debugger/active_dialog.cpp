@@ -95,7 +95,8 @@ void active_list_run(DebugSession* current) {
     return;
   }
   window_mark_dialog();
-  window_set_title(message_text(MSG_MENU_ACTIVE_PROCS), 2, ACTIVE_TITLE_ATTR);
+  const std::string title = std::string(" ") + message_text(MSG_MENU_ACTIVE_PROCS) + " ";
+  window_set_title(title.c_str(), 2, ACTIVE_TITLE_ATTR);
   window_set_help(HELP_ACTIVE_PROCS);
   hint_select(HELP_ACTIVE_PROCS);
   do {

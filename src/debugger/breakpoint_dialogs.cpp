@@ -158,7 +158,8 @@ int breakpoint_properties(int index, const Breakpoint& record) {
                   colour(ROLE_DIALOG)) == 0)
     return 0;
   window_mark_dialog();
-  window_set_title(message_text(MSG_BREAKPOINT_PROPS_TITLE), 2, colour(ROLE_DIALOG_FRAME));
+  const std::string title = std::string(" ") + message_text(MSG_BREAKPOINT_PROPS_TITLE) + " ";
+  window_set_title(title.c_str(), 2, colour(ROLE_DIALOG_FRAME));
   window_add_shadow(SHADOW_ATTR);
   window_set_help(HELP_BREAKPOINT_PROPS);
   hint_select(HELP_BREAKPOINT_PROPS);
@@ -226,7 +227,8 @@ void breakpoint_list_run(uint32_t procedure_id, uint32_t line) {
                   colour(ROLE_LIST)) == 0)
     return;
   window_mark_dialog();
-  window_set_title(message_text(MSG_BREAKPOINTS_TITLE), 2, colour(ROLE_DIALOG_FRAME));
+  const std::string title = std::string(" ") + message_text(MSG_BREAKPOINTS_TITLE) + " ";
+  window_set_title(title.c_str(), 2, colour(ROLE_DIALOG_FRAME));
   window_add_shadow(SHADOW_ATTR);
   bool edit = false;
   show_mode(edit);

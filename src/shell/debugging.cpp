@@ -165,7 +165,12 @@ bool is_debugger_key(uint16_t key) {
 void debug_command(WorkWindow* w, uint16_t key) {
   if (!manager_debugger_started() || g_busy || w == nullptr) return;
   if (key == KEY_ALT_F8) return breakpoints_command();
-  if (w->kind != KIND_PROCEDURE) return;
+  // From a view the keys act on the window of the stopped procedure.
+  if (w->kind != KIND_PROCEDURE) {
+    const Debugger& d = manager_debugger();
+    w = d.current_execution != EXECUTION_NONE ? source_window_of(d.current_procedure) : nullptr;
+  }
+  if (w == nullptr) return;
   g_busy = true;
   Debugger& d = manager_debugger();
   DebugSession* s = session_of(w);

@@ -99,8 +99,13 @@ void editor_command(Editor* e, uint16_t key) {
       if (!is_debugger_key(key)) return;
       auto* w = static_cast<WorkWindow*>(e->owner);
       debug_command(w, key);
+      // The window may have entered or left debugging: its hints follow.
+      if (s.current == w && s.main_state != STATE_LEAVE) {
+        window_set_help(e->help_category);
+        hint_select(e->help_category);
+        return;
+      }
       // A stop elsewhere made another window current: its own loop runs next.
-      if (s.current == w && s.main_state != STATE_LEAVE) return;
       if (s.main_state != STATE_LEAVE) s.main_state = STATE_WORK;
       break;
     }
@@ -353,6 +358,9 @@ int close_current_window() {
   release(w);
   s.open_count--;
   s.current = nullptr;
+  // The last source window takes the focus before the views do.
+  for (int slot = WINDOW_SLOTS - 1; slot >= 0 && s.current == nullptr; slot--)
+    if (s.slots[slot] != nullptr && s.slots[slot]->kind == KIND_PROCEDURE) s.current = s.slots[slot];
   for (int slot = WINDOW_SLOTS - 1; slot >= 0 && s.current == nullptr; slot--) s.current = s.slots[slot];
   show_windows();
   end_update();
