@@ -12,6 +12,7 @@
 #include "debugger/message_log.h"
 #include "debugger/texts.h"
 #include "translator/builtins.h"
+#include "values/stack_mem.h"
 #include "tui/colours.h"
 #include "tui/keyboard.h"
 #include "tui/messages.h"
@@ -37,6 +38,7 @@ struct ManagerState {
   bool wait_open = false;      // the waiting window is open
   bool wait_held = false;      // ... and its update not yet ended (nothing written yet)
   int wait_polls = 0;
+  void (*before_wait)() = nullptr;
 };
 
 ManagerState g;
@@ -93,6 +95,9 @@ void manager_debugger_start(RequestBlock* block, std::string_view connect, std::
   g.debugger = std::make_unique<Debugger>();
   Debugger& d = *g.debugger;
   debugger_init(d, block, connect, codepage);
+  // The texts of BIGINT and NUMERIC forms are carved from the stack memory's text pool,
+  // which an evaluation would otherwise set up only later.
+  stack_mem_setup(d.memory);
   d.sink = on_note;
   d.interrupt_wanted = manager_interrupt_wanted;
   d.wait_shown = manager_wait_shown;
@@ -120,8 +125,11 @@ void manager_messages_view_open(bool open) {
   kernel_report_set_sink(open ? add_to_messages : nullptr);
 }
 
+void manager_set_before_wait(void (*hook)()) { g.before_wait = hook; }
+
 void manager_wait_shown(void*, bool visible) {
   if (visible && !g.wait_open) {
+    if (g.before_wait != nullptr) g.before_wait();
     g.wait_polls = 0;
     // The update stays open: only a wait long enough to matter writes the window out.
     begin_update();

@@ -33,6 +33,10 @@ const std::string& manager_finished_text();
 // The kernel-error report also goes to the Messages view while one is open.
 void manager_messages_view_open(bool open);
 
+// Called before the waiting request's window opens, so that the screen behind it is up to
+// date (the banner of the run or wait in the Messages view).
+void manager_set_before_wait(void (*hook)());
+
 // The waiting request's window and its Esc, as the debugger polls them; exposed so that
 // tests can drive them.
 void manager_wait_shown(void* user, bool visible);

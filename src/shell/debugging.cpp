@@ -116,6 +116,12 @@ void show_state(bool moved) {
   show_windows();
 }
 
+// Before a waiting request shows its window: the banner just written is on the screen.
+void before_wait() {
+  views_sync();
+  show_windows();
+}
+
 // After a command that moved an execution: the screen, then the box of a procedure that ended.
 void after_move() {
   show_state(true);
@@ -164,6 +170,7 @@ bool is_debugger_key(uint16_t key) {
 
 void debug_command(WorkWindow* w, uint16_t key) {
   if (!manager_debugger_started() || g_busy || w == nullptr) return;
+  manager_set_before_wait(before_wait);
   if (key == KEY_ALT_F8) return breakpoints_command();
   // From a view the keys act on the window of the stopped procedure.
   if (w->kind != KIND_PROCEDURE) {
