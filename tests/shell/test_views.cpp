@@ -150,6 +150,18 @@ TEST_F(StoppedViews, LocalsThatChangedAreMarked) {
   EXPECT_EQ(row.marker, "   ");
 }
 
+TEST_F(StoppedViews, WideNumbersShowInFullBeforeAnyEvaluation) {
+  Value big{};
+  big.type = TYPE_BIGINT;
+  payload_put(big, int64_t{5000000000});
+  kernel.locals = locals_write(std::vector<LocalEntry>{{2, cp866("TOTAL"), wire_of(big)}});
+  stop_at(42, 3);
+  debug_command(source, KEY_F8);
+  ViewRow row;
+  ASSERT_TRUE(view_row(d(), VIEW_LOCALS, 0, &row));
+  EXPECT_EQ(row.second, "5000000000 (BIGINT)");
+}
+
 TEST_F(StoppedViews, TheCalculatorEvaluatesAndAssignsInTheFrame) {
   std::string result;
   bool assigned = false;
