@@ -226,7 +226,8 @@ void key(Dialog& g, uint16_t k) {
     return;
   }
   switch (k) {
-    case KEY_ENTER: press(g, BUTTON_ENTER); return;
+    // Enter in the list accepts at once; the button's pressed look is for the button itself.
+    case KEY_ENTER: g.result = 1; return;
     case KEY_UP: go_to_row(g, g.row - 1); return;
     case KEY_DOWN: go_to_row(g, g.row + 1); return;
     case KEY_PGUP: go_to_row(g, g.row - PARAM_ROWS_SHOWN); return;
