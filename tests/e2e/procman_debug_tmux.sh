@@ -12,7 +12,7 @@
 #   - DEPT_TOTAL: the finished message and the return value under "Возвращаемое значение";
 #   - SLOW: stopped before its SLEEP, F8, and Esc during the SLEEP interrupts the run;
 #   - COUNT_DOWN: Ctrl+F9 waits until tavrel-sql executes it from another process;
-#   - EMP_AUDIT: the trigger's action stops when an update from tavrel-sql fires it;
+#   - EMP_AUDIT: the trigger's action stops when an insert from tavrel-sql fires it;
 #   - the list of active procedures shows a SLOW that tavrel-sql runs and ends it;
 #   - Alt+X ends procman with status 0.
 #
@@ -194,14 +194,14 @@ expect_finished "COUNT_DOWN"
 wait_for "$patience" sql_done countdown && grep -qF "{ N } = 0 (SMALLINT)" "$work/countdown.out" &&
   pass "tavrel-sql got its result" || fail "tavrel-sql: $(cat "$work/countdown.out" 2>&1)"
 
-# --- EMP_AUDIT: a trigger's action stops when an update fires it ----------------------------------
+# --- EMP_AUDIT: a trigger's action stops when an insert fires it ----------------------------------
 key F10
 menu_choose "Ф" "Открыть триггер..."
 list_choose " Триггеры " "EMP_AUDIT"
 expect_title "EMP_AUDIT"
 key C-F9
 expect_screen "the wait for the trigger" " Ожидание ответа от сервера БД"
-sql_background audit 'update EMP set SAL = 975 where EMPNO = 7369;'
+sql_background audit "insert into EMP values(8001, 'E2E', 'CLERK', 20, 975.00, '1990-01-01');"
 wait_for "$patience" coloured "  EMP_NO := NEW.EMPNO;" 42 && pass "the trigger's action stops" ||
   fail "the trigger's action does not stop"
 # Keys typed while the kernel works are dropped: one step at a time.
@@ -213,8 +213,8 @@ key F8
 expect_local "IS_NOW" "975\.0+ \(NU"
 key F9
 expect_finished "Trigger #1"
-wait_for "$patience" sql_done audit && grep -q "^status 0" "$work/audit.out" && pass "the update went through" ||
-  fail "the update: $(cat "$work/audit.out" 2>&1)"
+wait_for "$patience" sql_done audit && grep -q "^status 0" "$work/audit.out" && pass "the insert went through" ||
+  fail "the insert: $(cat "$work/audit.out" 2>&1)"
 
 # --- the active list: a running SLOW, ended ------------------------------------------------------
 sql_background slow 'execute SLOW(30);'
