@@ -103,9 +103,11 @@ int source_open(WorkWindow* w, uint32_t kind) {
 
 int source_open_stored(WorkWindow* w, uint32_t procedure_id, const std::string& name) {
   w->store = StoreTarget{&w->editor, procedure_id, false, HEAD_NONE, false, {}};
-  editor_set_name(&w->editor, name.c_str());
-  // A trigger's action is known by its identifier only: its window cannot start it.
-  w->store.id_known = find_procedure_by_name(name.c_str()) != procedure_id;
+  // A trigger's action shows under its trigger's name; known by its identifier only, its
+  // window cannot start it.
+  const std::string trigger = trigger_name_by_action(procedure_id);
+  w->store.id_known = !trigger.empty();
+  editor_set_name(&w->editor, trigger.empty() ? name.c_str() : trigger.c_str());
   return show_stored_text(w, procedure_id);
 }
 

@@ -230,10 +230,20 @@ TEST_F(Debugging, AnotherProceduresRunIsRefused) {
 }
 
 TEST_F(Debugging, ATriggerWindowCannotStartButWaits) {
-  kernel.procedures.erase(cp866("Q"));  // 43 is known only as a trigger's action here
-  WorkWindow* t = open_stored_window(43, cp866("AUDIT"));
+  // 43 is the action of the trigger AUDIT here: its window is named after the trigger.
+  kernel.special = [this](const PeerRequest& r, RequestBlock* b, uint8_t* answer, uint32_t* code) {
+    if (r.command == "SLCT" && r.buffer2 == "select $$$name from system.$$$trig where $$$proc = 43;") {
+      std::vector<uint8_t> field(NAME_BYTES);
+      name_field_put(field, "AUDIT");
+      *code = FakeKernel::reply(b, answer, field);
+      return true;
+    }
+    return catalogue(r, b, answer, code);
+  };
+  WorkWindow* t = open_stored_window(43, cp866("Trigger #1"));
   ASSERT_NE(t, nullptr);
   EXPECT_TRUE(t->store.id_known);
+  EXPECT_EQ(std::string(t->editor.name), "AUDIT");
   kernel.calls.clear();
   debug_facts_update();
   EXPECT_TRUE(t->cannot_start);
