@@ -109,9 +109,6 @@ void manager_debugger_start(RequestBlock* block, std::string_view connect, std::
   g.debugger = std::make_unique<Debugger>();
   Debugger& d = *g.debugger;
   debugger_init(d, block, connect, codepage);
-  // The texts of BIGINT and NUMERIC forms are carved from the stack memory's text pool,
-  // which an evaluation would otherwise set up only later.
-  stack_mem_setup(d.memory);
   d.calls.pause = pause_until_answer;
   d.sink = on_note;
   d.interrupt_wanted = manager_interrupt_wanted;
