@@ -170,7 +170,17 @@ bool session_post(Session* session, std::vector<uint8_t> message) {
 }
 
 bool session_post_job(Session* session, SessionJob job) {
-  std::lock_guard lock(session->lock);
+  std::unique_lock lock(session->lock);
+  // A job whose execution has just reported its end may still be finishing on the worker
+  // (frames unwinding, its answer going out): the session gets a moment to become idle
+  // before it counts as busy.
+  const auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(JOB_IDLE_WAIT_MS);
+  while (session->running && !session->closed && !session->closing && session->queue.empty() &&
+         session->jobs.empty() && std::chrono::steady_clock::now() < until) {
+    lock.unlock();
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    lock.lock();
+  }
   if (session->closed || session->closing || session->running || !session->queue.empty() ||
       !session->jobs.empty()) {
     return false;

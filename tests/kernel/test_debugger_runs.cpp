@@ -70,6 +70,20 @@ TEST_F(Runs, AConditionalBreakpointGoesOnWhileItsConditionIsFalse) {
   EXPECT_EQ(tool.err, "error: Ошибка в условном выражении\n");
 }
 
+TEST_F(Runs, ABreakpointMadeConditionalInPlaceStopsOnlyWhenItsConditionHolds) {
+  ASSERT_EQ(run({"open INNER", "break INNER 3"}), "breakpoint 1\n");
+  // The dialog turns the ordinary record conditional on the same line: it is sent again
+  // without a clear, and the kernel keeps one breakpoint for the line.
+  ASSERT_EQ(d.breakpoints.size(), 1u);
+  Breakpoint edited = d.breakpoints[0];
+  edited.kind = BREAKPOINT_CONDITION;
+  edited.text = "ACC > 2";
+  ASSERT_EQ(breakpoint_accept(d, 0, edited), 0);
+  EXPECT_EQ(run({"run execute \"OUTER\"(3);", "print ACC"}),
+            "stopped INNER line 3 breakpoint 1\n"
+            "3 (INTEGER)\n");
+}
+
 TEST_F(Runs, AnOnChangeBreakpointStopsAfterTheStatementThatChangedItsVariable) {
   EXPECT_EQ(run({"watch OUTER R", "run execute \"OUTER\"(2);", "stack", "continue", "stack", "continue", "stack",
                  "continue"}),
