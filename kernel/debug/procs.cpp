@@ -93,15 +93,17 @@ uint32_t proc_breakpoint_set(ProcDebug& pd, const BreakpointRequest& request) {
     default:
       return DEBUGGER_BAD_PARAMETER;
   }
-  // The same breakpoint again: an ordinary one on its line, a conditional one with its
-  // number on its line, an on-change one on its variables.
+  // A line holds one breakpoint, ordinary or conditional: setting either on a line takes the
+  // place of the one there (a breakpoint whose kind changed in the client's dialog is sent again
+  // without a clear). An on-change one is the same when it watches the same variables.
   const auto same = std::find_if(pd.breakpoints.begin(), pd.breakpoints.end(), [&b](const KernelBreakpoint& k) {
-    if (k.kind != b.kind) return false;
-    if (b.kind == BREAKPOINT_CHANGE) return k.variables == b.variables;
-    return k.line == b.line && (b.kind == BREAKPOINT_LINE || k.number == b.number);
+    if (b.kind == BREAKPOINT_CHANGE) return k.kind == BREAKPOINT_CHANGE && k.variables == b.variables;
+    return k.kind != BREAKPOINT_CHANGE && k.line == b.line;
   });
   if (same != pd.breakpoints.end()) {
+    same->kind = b.kind;
     same->number = b.number;
+    rebuild(pd);
     return 0;
   }
   if (pd.breakpoints.size() >= BREAKPOINTS_MAX) return DEBUGGER_TOO_MANY_BREAKPOINTS;

@@ -13,15 +13,16 @@ namespace {
 using Runs = DebuggerKernel;
 
 TEST_F(Runs, StepTraceAndRunToReturnThroughNestedCallsAndATriggerAction) {
+  // Each turn of the loop stops at its WHILE line, where the condition is tested; ENDLOOP is
+  // no stop.
   EXPECT_EQ(run({"open OUTER", "break OUTER 5", "run execute \"OUTER\"(2);", "step", "step", "step", "step", "step",
-                 "step", "step"}),
+                 "step"}),
             "breakpoint 1\n"
             "stopped OUTER line 5 breakpoint 1\n"
             "stopped OUTER line 6\n"
             "stopped OUTER line 7\n"
             "stopped OUTER line 8\n"
             "stopped OUTER line 9\n"  // the call of INNER stepped over
-            "stopped OUTER line 10\n"
             "stopped OUTER line 7\n"
             "stopped OUTER line 8\n");
   // Into INNER, which has no debug session yet: tracing opens one; out again to the caller.
@@ -33,8 +34,7 @@ TEST_F(Runs, StepTraceAndRunToReturnThroughNestedCallsAndATriggerAction) {
             "stopped INNER line 7\n"
             "stopped OUTER line 9\n");
   // The loop ends; the insert fires the trigger's action, which trace enters.
-  EXPECT_EQ(run({"step", "step", "step", "step", "trace", "stack", "locals", "finish", "continue"}),
-            "stopped OUTER line 10\n"
+  EXPECT_EQ(run({"step", "step", "step", "trace", "stack", "locals", "finish", "continue"}),
             "stopped OUTER line 7\n"
             "stopped OUTER line 11\n"
             "*** Message from Stored Procedure: done\n"
@@ -68,6 +68,20 @@ TEST_F(Runs, AConditionalBreakpointGoesOnWhileItsConditionIsFalse) {
   // A condition that does not translate is refused before anything is sent.
   EXPECT_EQ(run({"break INNER 4 if ACC >"}), "");
   EXPECT_EQ(tool.err, "error: Ошибка в условном выражении\n");
+}
+
+TEST_F(Runs, ABreakpointMadeConditionalInPlaceStopsOnlyWhenItsConditionHolds) {
+  ASSERT_EQ(run({"open INNER", "break INNER 3"}), "breakpoint 1\n");
+  // The dialog turns the ordinary record conditional on the same line: it is sent again
+  // without a clear, and the kernel keeps one breakpoint for the line.
+  ASSERT_EQ(d.breakpoints.size(), 1u);
+  Breakpoint edited = d.breakpoints[0];
+  edited.kind = BREAKPOINT_CONDITION;
+  edited.text = "ACC > 2";
+  ASSERT_EQ(breakpoint_accept(d, 0, edited), 0);
+  EXPECT_EQ(run({"run execute \"OUTER\"(3);", "print ACC"}),
+            "stopped INNER line 3 breakpoint 1\n"
+            "3 (INTEGER)\n");
 }
 
 TEST_F(Runs, AnOnChangeBreakpointStopsAfterTheStatementThatChangedItsVariable) {
