@@ -93,12 +93,15 @@ uint32_t proc_breakpoint_set(ProcDebug& pd, const BreakpointRequest& request) {
     default:
       return DEBUGGER_BAD_PARAMETER;
   }
-  // A line holds one breakpoint, ordinary or conditional: setting either on a line takes the
-  // place of the one there (a breakpoint whose kind changed in the client's dialog is sent again
-  // without a clear). An on-change one is the same when it watches the same variables.
+  // The breakpoint a set replaces: an on-change one watching the same variables; on a line, the
+  // ordinary one there, or the conditional one with the same number. A record whose kind
+  // changed between ordinary and conditional in the client's dialog is sent again without a
+  // clear, and must not leave its old form in force; conditional ones with other numbers (other
+  // conditions) stay beside it.
   const auto same = std::find_if(pd.breakpoints.begin(), pd.breakpoints.end(), [&b](const KernelBreakpoint& k) {
     if (b.kind == BREAKPOINT_CHANGE) return k.kind == BREAKPOINT_CHANGE && k.variables == b.variables;
-    return k.kind != BREAKPOINT_CHANGE && k.line == b.line;
+    if (k.kind == BREAKPOINT_CHANGE || k.line != b.line) return false;
+    return k.kind == BREAKPOINT_LINE || k.number == b.number;
   });
   if (same != pd.breakpoints.end()) {
     same->kind = b.kind;

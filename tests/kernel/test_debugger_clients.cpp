@@ -78,15 +78,16 @@ TEST_F(Clients, DebuggerErrorsWhereTheirSituationsArise) {
   // 14: the main channel itself is no internal channel.
   put_u16(data.data(), main_.channel);
   EXPECT_EQ(debugger_error(proc(PROC_EXECUTE, outer, data, PROC_ANSWER), main_), DEBUGGER_BAD_PARAMETER);
-  // 9: more breakpoints than a session keeps; the ordinary one above is the first.
+  // 9: more breakpoints than a session keeps; the first conditional one takes the place of the
+  // ordinary one above on the same line.
   int code = 0;
-  for (uint16_t n = 1; n <= 257 && code == 0; ++n) {
+  for (uint16_t n = 1; n <= 258 && code == 0; ++n) {
     BreakpointRequest conditional{4, BREAKPOINT_CONDITION, n, {VARIABLE_NUMBER_OFFSET + 1}};
     bytes.assign(breakpoint_request_size(conditional), 0);
     breakpoint_request_write(conditional, bytes);
     code = proc(PROC_SET_BREAKPOINT, outer, bytes, static_cast<uint16_t>(bytes.size()));
     if (code != 0) {
-      EXPECT_EQ(n, BREAKPOINTS_KEPT);
+      EXPECT_EQ(n, BREAKPOINTS_KEPT + 1);
     }
   }
   EXPECT_EQ(debugger_error(code, main_), DEBUGGER_TOO_MANY_BREAKPOINTS);
