@@ -107,6 +107,16 @@ TEST_F(Procs, ConditionalBreakpointsKeepTheirNumbersAndAClearTakesTheLatest) {
   ASSERT_EQ(pd_->breakpoints.size(), 1u);
   EXPECT_EQ(pd_->breakpoints[0].number, 1);
   EXPECT_EQ(proc_breakpoint_set(*pd_, request(2, 3, 1)), DEBUGGER_BAD_PARAMETER);
+  // A record turned from ordinary to conditional and back is sent again without a clear: it
+  // takes the place of its old form.
+  ASSERT_EQ(proc_breakpoint_set(*pd_, request(BREAKPOINT_LINE, 4, 5)), 0u);
+  ASSERT_EQ(proc_breakpoint_set(*pd_, request(BREAKPOINT_CONDITION, 4, 5, {20002})), 0u);
+  ASSERT_EQ(pd_->breakpoints.size(), 2u);
+  EXPECT_EQ(pd_->breakpoints[1].kind, BREAKPOINT_CONDITION);
+  ASSERT_EQ(proc_breakpoint_set(*pd_, request(BREAKPOINT_LINE, 4, 5)), 0u);
+  ASSERT_EQ(pd_->breakpoints.size(), 2u);
+  EXPECT_EQ(pd_->breakpoints[1].kind, BREAKPOINT_LINE);
+  EXPECT_EQ(marked(STOP_BREAKPOINT), (std::vector<int32_t>{3, 4}));
 }
 
 TEST_F(Procs, OnChangeBreakpointsWatchTheirVariablesEachOnce) {
