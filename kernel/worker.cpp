@@ -170,19 +170,11 @@ bool session_post(Session* session, std::vector<uint8_t> message) {
 }
 
 bool session_post_job(Session* session, SessionJob job) {
-  std::unique_lock lock(session->lock);
-  // A job whose execution has just reported its end may still be finishing on the worker
-  // (frames unwinding, its answer going out): the session gets a moment to become idle
-  // before it counts as busy.
-  const auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(JOB_IDLE_WAIT_MS);
-  while (session->running && !session->closed && !session->closing && session->queue.empty() &&
-         session->jobs.empty() && std::chrono::steady_clock::now() < until) {
-    lock.unlock();
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    lock.lock();
-  }
-  if (session->closed || session->closing || session->running || !session->queue.empty() ||
-      !session->jobs.empty()) {
+  std::lock_guard lock(session->lock);
+  // Jobs wait behind jobs (one that is ending as this one comes, say); a request of the
+  // client's own, running or waiting, makes the session busy.
+  if (session->closed || session->closing || (session->running && !session->running_job) ||
+      !session->queue.empty()) {
     return false;
   }
   session->jobs.push_back(std::move(job));

@@ -18,10 +18,8 @@ void session_start(Session* session);
 // Hands a request frame to the session; false when the session was closed meanwhile (the
 // caller then answers for it).
 bool session_post(Session* session, std::vector<uint8_t> message);
-// Hands a job to the session's worker when it is idle (no request runs or waits, no job is
-// pending), waiting up to JOB_IDLE_WAIT_MS for a request or job that is finishing; false, with
-// nothing posted, when it is busy or ending.
-constexpr int JOB_IDLE_WAIT_MS = 1000;
+// Hands a job to the session's worker, to run after the jobs before it; false, with nothing
+// posted, when a request of the session runs or waits, or the session is ending.
 bool session_post_job(Session* session, SessionJob job);
 // Lets the worker end after the requests already posted; then joins it.
 void session_stop(Session* session);

@@ -14,8 +14,8 @@ void channels_add(Session* s);
 void channels_remove(Session* s);
 
 // Posts a job to the session of `channel`: another session than `requester`, of the same
-// client process, idle. 0, DEBUGGER_BAD_PARAMETER when there is no such session, or
-// DEBUGGER_CHANNEL_BUSY when it runs or has requests waiting.
+// client process. 0, DEBUGGER_BAD_PARAMETER when there is no such session, or
+// DEBUGGER_CHANNEL_BUSY when a request of its own runs or waits there.
 uint32_t channels_post_job(uint16_t channel, const Session* requester, SessionJob job);
 
 }  // namespace tavrel::kernel

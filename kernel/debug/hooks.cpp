@@ -256,10 +256,13 @@ int32_t on_stop(EngineSession* es, ExecRecord* record, int pc) {
   const int32_t line = u.code[static_cast<size_t>(pc)].line;
   // The record still holds the line of the statement run before in this frame.
   const bool entered = line_starts(u, pc) || record->line.load(std::memory_order_relaxed) != line;
+  // Breakpoints count while the frame's procedure has its debug session (the frame may still
+  // hold the table of one closed since it was armed).
   const ProcDebug* pd = owned_proc(g, t->client, record->proc_id);
-  const int changed = w->watched.empty() ? -1 : changed_variable(*w);
-  const uint8_t marks =
-      w->table != nullptr && static_cast<size_t>(pc) < w->table->at.size() ? w->table->at[static_cast<size_t>(pc)] : 0;
+  const int changed = pd == nullptr || w->watched.empty() ? -1 : changed_variable(*w);
+  const uint8_t marks = pd != nullptr && w->table != nullptr && static_cast<size_t>(pc) < w->table->at.size()
+                            ? w->table->at[static_cast<size_t>(pc)]
+                            : 0;
   const bool step = entered && stepping(*t, *w);
   const bool at_breakpoint = entered && (marks & STOP_BREAKPOINT) != 0;
   const bool at_cursor = entered && (marks & STOP_CURSOR) != 0;
@@ -307,16 +310,14 @@ void target_arm(DebugState& g, DebugTarget& t) {
 }
 
 void target_watch(DebugState& g, DebugTarget& t, ExecRecord* record, int depth) {
-  bool traced = false;
-  if (owned_proc(g, t.client, record->proc_id) == nullptr) {
-    // Tracing enters a procedure compiled for debugging that no client debugs yet.
-    if (t.mode != RunMode::TRACE || !record->unit->debug || g.procs.count(record->proc_id) != 0) return;
-    traced = true;
+  // Tracing also enters a procedure compiled for debugging that no client debugs yet.
+  if (owned_proc(g, t.client, record->proc_id) == nullptr &&
+      (t.mode != RunMode::TRACE || !record->unit->debug || g.procs.count(record->proc_id) != 0)) {
+    return;
   }
   FrameWatch w;
   w.record = record;
   w.depth = depth;
-  w.traced = traced;
   t.frames.push_back(std::move(w));
   record->flags.store(EXEC_DEBUGGED, std::memory_order_relaxed);
   arm(g, t, t.frames.back());

@@ -29,7 +29,6 @@ DebugClient* debug_client(DebugState& g, const Session* session, bool make) {
   if (it != g.clients.end()) return it->second.get();
   if (!make) return nullptr;
   auto client = std::make_unique<DebugClient>();
-  client->session = const_cast<Session*>(session);
   DebugClient* c = client.get();
   g.clients.emplace(session, std::move(client));
   return c;

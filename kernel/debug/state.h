@@ -88,7 +88,6 @@ enum class Order : uint8_t { NONE, GO, END };
 struct FrameWatch {
   ExecRecord* record = nullptr;
   int depth = 0;                              // the engine session's depth inside it
-  bool traced = false;                        // entered by tracing, without a debug session
   std::shared_ptr<const StopTable> table;     // keeps record->stops alive
   std::vector<int> watched;                   // on-change variables it compares
   std::vector<std::vector<uint8_t>> snapshot; // their values (wire form) at the last look
@@ -133,9 +132,8 @@ struct CallWait {
   std::shared_ptr<DebugTarget> caught;
 };
 
-// A client session that debugs.
+// A client session that debugs (DebugState::clients keys it by its Session).
 struct DebugClient {
-  Session* session = nullptr;
   std::condition_variable wake;  // its waiting request
   std::deque<std::string> printed;  // CP866, without PRINT's head
   std::map<uint16_t, std::shared_ptr<const Unit>> tables;  // variable-table handles
