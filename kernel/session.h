@@ -58,6 +58,7 @@ struct Session {
   bool closing = false;  // the server asked the worker to end after the queued requests
   bool closed = false;   // CLOS answered: the session takes no further requests
   bool running = false;  // a request of the session runs: the connection is held
+  bool running_job = false;  // what runs is a job (SessionJob), not a request of the client
   std::atomic<bool> finished{false};  // the worker has ended and closed the connection
 
   Connection connection;

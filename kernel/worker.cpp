@@ -62,6 +62,16 @@ bool run_here(Session* s, const std::vector<uint8_t>& message, const KernelComma
   return true;
 }
 
+// Interrupts what the session runs; its lock is held. Not the holder: sqlite3_interrupt is
+// the one call made on a connection another thread holds, and the lock keeps the worker from
+// closing it meanwhile.
+void interrupt_held(Session* session) {
+  if (session->running) session->interrupted = true;
+  if (session->connection.db != nullptr) sqlite3_interrupt(session->connection.db);
+  if (session->engine != nullptr) engine_interrupt(session->engine);
+  debugger_interrupt(session);
+}
+
 void worker(Session* s) {
   for (;;) {
     std::vector<uint8_t> message;
@@ -79,6 +89,7 @@ void worker(Session* s) {
         s->queue.pop_front();
       }
       s->running = true;
+      s->running_job = static_cast<bool>(job);
       s->interrupted = false;
       // A KILL of an earlier request is over: the engine's flag would end the next trigger
       // action that a plain statement fires (an execute call clears it itself).
@@ -95,6 +106,7 @@ void worker(Session* s) {
       std::lock_guard lock(s->lock);
       connection_release(&s->connection);
       s->running = false;
+      s->running_job = false;
     }
     if (!more) break;
   }
@@ -132,6 +144,11 @@ bool session_post(Session* session, std::vector<uint8_t> message) {
   std::unique_lock lock(session->lock);
   if (session->closed || session->closing) return false;
   const KernelCommand* command = kernel_command_of_frame(message);
+  // The client closes a channel on which the debugger runs a statement for it (its internal
+  // channel): the statement ends, parked or not, so that the close is answered.
+  if (command != nullptr && (command->flags & COMMAND_ENDS_SESSION) != 0 && session->running_job) {
+    interrupt_held(session);
+  }
   if (command != nullptr && (command->flags & (COMMAND_FROM_MEMORY | COMMAND_QUICK_SELECT)) != 0 &&
       !session->running && session->queue.empty() && session->jobs.empty()) {
     session->running = true;
@@ -173,13 +190,8 @@ void session_stop(Session* session) {
 }
 
 void session_interrupt(Session* session) {
-  // Not the holder: sqlite3_interrupt is the one call made on a connection another thread
-  // holds. The lock keeps the worker from closing it meanwhile.
   std::lock_guard lock(session->lock);
-  if (session->running) session->interrupted = true;
-  if (session->connection.db != nullptr) sqlite3_interrupt(session->connection.db);
-  if (session->engine != nullptr) engine_interrupt(session->engine);
-  debugger_interrupt(session);
+  interrupt_held(session);
 }
 
 int session_busy_ms() {

@@ -258,10 +258,7 @@ void control_abort(Session* s, uint16_t execution, KernelAnswer* a) {
   const bool live = executions_with(execution, [&g](ExecRecord& r) {
     {
       std::lock_guard hold(g.lock);
-      if (DebugTarget* t = r.session->debugger.load(); t != nullptr && !t->finished) {
-        t->end = true;
-        if (t->parked) t->wake.notify_all();
-      }
+      if (DebugTarget* t = r.session->debugger.load(); t != nullptr && !t->finished) target_end(*t);
     }
     engine_interrupt(r.session);
   });

@@ -26,7 +26,7 @@ bool stepping(const DebugTarget& t, const FrameWatch& w) {
 
 void disarm(ExecRecord* record) {
   record->trap.store(false, std::memory_order_relaxed);
-  record->stops = nullptr;
+  record->stops.store(nullptr, std::memory_order_relaxed);
 }
 
 // A released or ended target forgets its frames: they run on without a debugger.
@@ -58,7 +58,7 @@ void arm(DebugState& g, const DebugTarget& t, FrameWatch& w) {
   // Stepping and on-change watching look at every statement; breakpoints only at theirs.
   const bool every = stepping(t, w) || !w.watched.empty();
   const bool marked = w.table != nullptr && w.table->any;
-  record->stops = every || !marked ? nullptr : w.table->at.data();
+  record->stops.store(every || !marked ? nullptr : w.table->at.data(), std::memory_order_relaxed);
   record->trap.store(every || marked, std::memory_order_relaxed);
 }
 
@@ -193,7 +193,13 @@ void on_enter(EngineSession* es, ExecRecord* record) {
     if (!g.waits.empty()) catch_call(g, es, record);
     return;
   }
-  if (t->client == nullptr || t->end) return;
+  if (t->end) {
+    // Ended before this frame came: it ends at its first statement.
+    record->stops.store(nullptr, std::memory_order_relaxed);
+    record->trap.store(true, std::memory_order_relaxed);
+    return;
+  }
+  if (t->client == nullptr) return;
   // A run's root is its statement's first top-level execution.
   if (t->started_by_run && t->root_id == EXEC_NONE && es->depth == 1) {
     t->root = record;

@@ -57,7 +57,12 @@ void target_end(DebugTarget& target) {
     target.wake.notify_all();
   } else if (target.es != nullptr && !target.finished) {
     // Still running: the engine notices at its next backward jump or call, a SLEEP wakes, the
-    // SQL being stepped stops; the stop hook ends it at the next statement it sees.
+    // SQL being stepped stops, and every watched frame looks at its next statement, where the
+    // stop hook ends it.
+    for (FrameWatch& w : target.frames) {
+      w.record->stops.store(nullptr, std::memory_order_relaxed);
+      w.record->trap.store(true, std::memory_order_relaxed);
+    }
     engine_interrupt(target.es);
   }
 }

@@ -13,6 +13,7 @@
 #include <string>
 #include <unordered_map>
 
+#include "kernel/engine/code_forms.h"
 #include "kernel/engine/embedded_sql.h"
 #include "protocol/codes.h"
 #include "text/unicode.h"
@@ -28,6 +29,9 @@ namespace tavrel::kernel {
 namespace {
 
 constexpr int FAIL = 1;
+
+// The line of an instruction that is no statement of its own (see Statement).
+constexpr int NO_LINE = -1;
 
 // The variable number the word IS gets from the unit's symbols while an expression is read.
 constexpr int IS_WORD = 0x3FFFFFFF;
@@ -106,7 +110,9 @@ struct Block {
   int jump_false = -1;    // IF: the JUMP_FALSE of the branch being read
   std::vector<int> ends;  // jumps to the end of the block
   bool had_else = false;
-  int loop_start = 0;     // WHILE
+  int body_start = 0;     // WHILE: the first instruction of the body
+  Expr condition;         // WHILE: tested again at the bottom of every turn
+  int condition_line = 0;
   int case_stmt = -1;     // CASE
   bool others = false;
   bool in_branch = false;
@@ -482,6 +488,7 @@ struct Compiler {
     }
     u.vars[static_cast<size_t>(n)].init = e;
     u.vars[static_cast<size_t>(n)].has_init = true;
+    u.has_defaults = true;
     return 0;
   }
 
@@ -634,6 +641,7 @@ struct Compiler {
         VarInfo& v = u.vars[static_cast<size_t>(first) + k];
         v.init = e;
         v.has_init = true;
+        u.has_defaults = true;
         ++k;
         if (tok != TOK_COMMA) break;
         advance();
@@ -746,6 +754,18 @@ struct Compiler {
       return FAIL;
     }
     StmtKind kind = StmtKind::ASSIGN;
+    // A plain variable or cursor column is copied, which keeps a NULL (no arithmetic reads
+    // it): by COPY, or by the integer copy form between variables of one integer type.
+    const bool copy = e.node->kind == NodeKind::VARIABLE;
+    const bool int_copy = copy && e.node->column < 0 && is_int_type(v.spec.type) && e.type == v.spec.type;
+    if (copy && !int_copy) {
+      const int s = emit(StmtKind::COPY, line);
+      at(s).variable = var;
+      at(s).expr = e;
+      at(s).form.a = e.node->number;
+      at(s).form.b = e.node->column;
+      return expect_semicolon();
+    }
     if (e.fast != nullptr) {
       if (is_int_type(v.spec.type) && is_int_type(e.type)) kind = StmtKind::ASSIGN_INT;
       if (is_float_type(v.spec.type) && (is_int_type(e.type) || is_float_type(e.type))) {
@@ -799,7 +819,7 @@ struct Compiler {
     if (blocks.empty() || blocks.back().kind != BlockKind::IF) return fail(D_NO_IF);
     Block& b = blocks.back();
     if (b.had_else) return fail(D_ELSEIF_AFTER_ELSE);
-    b.ends.push_back(emit(StmtKind::JUMP, line));
+    b.ends.push_back(emit(StmtKind::JUMP, NO_LINE));
     at(b.jump_false).target = pc();
     advance();
     Expr cond;
@@ -815,11 +835,11 @@ struct Compiler {
     return 0;
   }
 
-  int else_statement(int line) {
+  int else_statement() {
     if (blocks.empty() || blocks.back().kind != BlockKind::IF) return fail(D_NO_IF);
     Block& b = blocks.back();
     if (b.had_else) return fail(D_ELSE_TWICE);
-    b.ends.push_back(emit(StmtKind::JUMP, line));
+    b.ends.push_back(emit(StmtKind::JUMP, NO_LINE));
     at(b.jump_false).target = pc();
     b.jump_false = -1;
     b.had_else = true;
@@ -837,16 +857,20 @@ struct Compiler {
     return expect_semicolon();
   }
 
+  // A loop is tested once on entry and then at the bottom of every turn, so that a turn costs
+  // its body and one conditional jump back; both tests are stop points of the WHILE's line.
   int while_statement(int line) {
     advance();
     Block b;
     b.kind = BlockKind::WHILE;
-    b.loop_start = pc();
     Expr cond;
     int rc = logical(&cond);
     if (rc == 0 && tok != TOK_LOOP) rc = fail(D_NO_LOOP);
     b.jump_false = emit(StmtKind::JUMP_FALSE, line);
     at(b.jump_false).expr = cond;
+    b.condition = cond;
+    b.condition_line = line;
+    b.body_start = pc();
     blocks.push_back(b);
     if (rc != 0) {
       recover_to_block_start(TOK_LOOP);
@@ -856,11 +880,12 @@ struct Compiler {
     return 0;
   }
 
-  int endloop_statement(int line) {
+  int endloop_statement() {
     if (blocks.empty() || blocks.back().kind != BlockKind::WHILE) return fail(D_NO_WHILE);
     Block& b = blocks.back();
-    const int j = emit(StmtKind::JUMP, line);
-    at(j).target = b.loop_start;
+    const int j = emit(StmtKind::LOOP_TRUE, b.condition_line);
+    at(j).expr = b.condition;
+    at(j).target = b.body_start;
     at(b.jump_false).target = pc();
     blocks.pop_back();
     advance();
@@ -950,10 +975,10 @@ struct Compiler {
   }
 
   // WHEN constant {, constant} THEN | WHEN OTHERS THEN, inside a CASE.
-  int case_branch(int line) {
+  int case_branch() {
     Block& b = blocks.back();
     if (b.others) return fail(D_WHEN_AFTER_OTHERS);
-    if (b.in_branch) b.ends.push_back(emit(StmtKind::JUMP, line));
+    if (b.in_branch) b.ends.push_back(emit(StmtKind::JUMP, NO_LINE));
     b.in_branch = true;
     advance();
     Statement& cs = at(b.case_stmt);
@@ -1330,14 +1355,14 @@ struct Compiler {
     switch (tok) {
       case TOK_IF: return if_statement(line);
       case TOK_ELSEIF: return elseif_statement(line);
-      case TOK_ELSE: return else_statement(line);
+      case TOK_ELSE: return else_statement();
       case TOK_ENDIF: return endif_statement();
       case TOK_WHILE: return while_statement(line);
-      case TOK_ENDLOOP: return endloop_statement(line);
+      case TOK_ENDLOOP: return endloop_statement();
       case TOK_CASE: return case_statement(line);
       case TOK_ENDCASE: return endcase_statement();
       case TOK_WHEN:
-        if (!blocks.empty() && blocks.back().kind == BlockKind::CASE) return case_branch(line);
+        if (!blocks.empty() && blocks.back().kind == BlockKind::CASE) return case_branch();
         if (section == Section::EXCEPTIONS) return handler_head(line);
         return fail(D_WHEN_OUTSIDE);
       case TOK_GOTO: return goto_statement(line);
@@ -1506,6 +1531,10 @@ struct Compiler {
     }
     resolve_gotos();
     if (u.code.empty() || u.code.back().kind != StmtKind::END_UNIT) emit(StmtKind::END_UNIT, line0());
+    if (diags.empty()) {
+      for (Statement& st : u.code) choose_int_form(u, st);
+      link_code(u);
+    }
   }
 };
 

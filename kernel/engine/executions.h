@@ -36,9 +36,10 @@ struct ExecRecord {
   // Set by a debugger: the statement loop calls its stop hook (below) before a statement.
   std::atomic<bool> trap{false};
   // With the trap set, the statements (by index in the unit's code) the debugger wants to
-  // see: a non-zero byte each; nullptr for every statement. Trap and table are written only
-  // by the executing thread (in the debugger's hooks), so the loop reads them without fences.
-  const uint8_t* stops = nullptr;
+  // see: a non-zero byte each; nullptr for every statement. Both are set in the debugger's
+  // hooks, and by a debugger that ends the execution from another thread (hence atomics,
+  // read relaxed: plain loads).
+  std::atomic<const uint8_t*> stops{nullptr};
   std::atomic<int16_t> exception{0};
 };
 

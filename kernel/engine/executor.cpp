@@ -48,22 +48,48 @@ inline int64_t wrap_int(int64_t x, uint8_t type) {
   }
 }
 
-// Stores an integer of the type into a value in place (the hot path of assignments).
-inline void set_int(Value& v, int64_t x, uint8_t type) {
+// Values on the hot paths are written in place, field by field: a Value built in a temporary
+// and copied whole at once is read back across the smaller stores that built it, which stalls
+// the processor for longer than the rest of a statement takes. The reserved bytes and the
+// payload past what the type uses are left as they are (nothing reads them).
+//
+// Integers are kept sign-extended over eight payload bytes whatever their width (see
+// IntForm): x must already be within the type's range.
+inline void put_int(Value& v, uint8_t type, int64_t x) {
   v.type = type;
-  switch (type) {
-    case TYPE_SMALLINT: payload_put<int16_t>(v, static_cast<int16_t>(x)); break;
-    case TYPE_INTEGER: payload_put<int32_t>(v, static_cast<int32_t>(x)); break;
-    default: payload_put<int64_t>(v, x); break;
+  payload_put<int64_t>(v, x);
+}
+inline void put_null(Value& v) { put_int(v, TYPE_NULL, 0); }
+inline void put_double(Value& v, uint8_t type, double x) {
+  v.type = type;
+  if (type == TYPE_REAL) {
+    payload_put<float>(v, static_cast<float>(x));
+  } else {
+    payload_put<double>(v, x);
   }
 }
+inline void put_bool(Value& v, bool x) {
+  v.type = TYPE_BOOL;
+  v.payload[0] = x ? 1 : 0;
+}
+inline int64_t get_int(const Value& v) { return payload_get<int64_t>(v); }
+
+// A 64-bit result wrapped into the type whose wrap_shift is `shift` (code_forms.cpp).
+inline int64_t wrap_shifted(uint64_t x, uint8_t shift) { return static_cast<int64_t>(x << shift) >> shift; }
+
+// Whether a comparison's mask (CMP_* bits) accepts how a compares with b.
+inline bool compare_accepts(uint8_t mask, int64_t a, int64_t b) {
+  const int outcome = (a > b) - (a < b) + 1;  // 0 less, 1 equal, 2 greater
+  return ((mask >> outcome) & 1) != 0;
+}
+
+// Stores an integer of the type into a value in place (the hot path of assignments).
+inline void set_int(Value& v, int64_t x, uint8_t type) { put_int(v, type, wrap_int(x, type)); }
 
 inline Value int_value(int64_t x, uint8_t type) {
-  switch (type) {
-    case TYPE_SMALLINT: return make_smallint(static_cast<int16_t>(x));
-    case TYPE_INTEGER: return make_integer(static_cast<int32_t>(x));
-    default: return make_bigint(x);
-  }
+  Value v{};
+  put_int(v, type, wrap_int(x, type));
+  return v;
 }
 
 // The open scope of a statement: the texts its evaluations make are given back at its end.
@@ -81,7 +107,7 @@ struct PoolScope {
 // v converted to the declared type into *dst (texts into *storage). 0, or the exception.
 int32_t convert_into(const TypeSpec& spec, const Value& v, Value* dst, std::string* storage) {
   if (v.type == TYPE_NULL || v.type == TYPE_NONE) {
-    *dst = make_null();
+    put_null(*dst);
     return 0;
   }
   switch (spec.type) {
@@ -93,11 +119,11 @@ int32_t convert_into(const TypeSpec& spec, const Value& v, Value* dst, std::stri
     case TYPE_NUMERIC:
       if (!is_numeric_type(v.type)) return EXCEPTION_BADPARAM;
       switch (spec.type) {
-        case TYPE_SMALLINT: *dst = make_smallint(read_as_smallint(v)); break;
-        case TYPE_INTEGER: *dst = make_integer(read_as_integer(v)); break;
-        case TYPE_BIGINT: *dst = make_bigint(read_as_bigint(v)); break;
-        case TYPE_REAL: *dst = make_real(static_cast<float>(read_as_real(v))); break;
-        case TYPE_DOUBLE: *dst = make_double(read_as_double(v)); break;
+        case TYPE_SMALLINT: put_int(*dst, TYPE_SMALLINT, read_as_smallint(v)); break;
+        case TYPE_INTEGER: put_int(*dst, TYPE_INTEGER, read_as_integer(v)); break;
+        case TYPE_BIGINT: put_int(*dst, TYPE_BIGINT, read_as_bigint(v)); break;
+        case TYPE_REAL: put_double(*dst, TYPE_REAL, read_as_real(v)); break;
+        case TYPE_DOUBLE: put_double(*dst, TYPE_DOUBLE, read_as_double(v)); break;
         default: *dst = make_numeric(read_as_numeric(v)); break;
       }
       return 0;
@@ -160,8 +186,21 @@ int32_t convert_into(const TypeSpec& spec, const Value& v, Value* dst, std::stri
 
 std::string dummy_storage;
 
+// An integer value as its type reads it (values from outside the frame are not sign-extended).
+inline int64_t int_of(const Value& v) {
+  switch (v.type) {
+    case TYPE_SMALLINT: return payload_get<int16_t>(v);
+    case TYPE_INTEGER: return payload_get<int32_t>(v);
+    default: return payload_get<int64_t>(v);
+  }
+}
+
 int32_t store(Frame& f, int var, const Value& v) {
   const TypeSpec& spec = f.unit->vars[static_cast<size_t>(var)].spec;
+  if (v.type == spec.type && is_int_type(v.type)) {
+    put_int(f.vars[var], v.type, int_of(v));
+    return 0;
+  }
   std::string* storage = f.texts.empty() ? &dummy_storage : &f.texts[static_cast<size_t>(var)];
   return convert_into(spec, v, &f.vars[var], storage);
 }
@@ -174,26 +213,58 @@ bool fast_bool(const FastNode* n, Frame& f, EngineSession& es);
 int32_t call_routine_by_number(EngineSession& es, Frame& f, int routine, const Value* args, int argc, Value* result);
 int eval_value(EngineSession& es, Frame& f, const Expr& e, Value* out);
 
-// A routine called in a fast expression: its result as a value of the node's type.
-Value fast_routine(const FastNode* n, Frame& f, EngineSession& es) {
+// The arguments of a routine called in a fast expression, computed into args.
+int routine_args(const FastNode* n, Frame& f, EngineSession& es, Value* args, int count) {
+  for (int i = 0; i < count; ++i) {
+    if (eval_value(es, f, n->args[i], &args[i]) != 0) return 1;
+  }
+  return 0;
+}
+
+// A routine called in a fast expression: its result as a value of the node's type. Texts an
+// argument's general evaluation makes are given back when the call has ended.
+[[gnu::noinline]] Value fast_routine(const FastNode* n, Frame& f, EngineSession& es) {
   Value args[MAX_CALL_ARGS];
   const int count = n->count < MAX_CALL_ARGS ? n->count : MAX_CALL_ARGS;
-  for (int i = 0; i < count; ++i) {
-    Expr e;
-    e.node = n->args[i];
-    e.type = e.node->type;
-    if (eval_value(es, f, e, &args[i]) != 0) return make_null();
+  bool general = false;
+  for (int i = 0; i < count; ++i) general = general || n->args[i].fast == nullptr;
+  Value result;
+  put_null(result);
+  int32_t code = 0;
+  if (general) {
+    PoolScope scope(es.ctx);
+    code = routine_args(n, f, es, args, count) != 0 ? f.raised
+                                                    : call_routine_by_number(es, f, n->var, args, count, &result);
+  } else {
+    code = routine_args(n, f, es, args, count) != 0 ? f.raised
+                                                    : call_routine_by_number(es, f, n->var, args, count, &result);
   }
-  Value result = make_null();
-  if (int32_t code = call_routine_by_number(es, f, n->var, args, count, &result); code != 0) {
+  if (code != 0) {
     raise(f, code);
-    return make_null();
+    put_null(result);
+    return result;
   }
   if (result.type == TYPE_NULL || result.type == TYPE_NONE) raise(f, EXCEPTION_NULLDATA);
   return result;
 }
 
-int64_t var_int_slow(const FastNode* n, Frame& f) {
+const Value* cursor_cell(Frame& f, int var, int column, int32_t* error);
+
+// A cursor's column of an integer type in a fast expression.
+[[gnu::noinline]] int64_t column_int(const FastNode* n, Frame& f) {
+  int32_t error = 0;
+  const Value* v = cursor_cell(f, n->var, static_cast<int>(n->i), &error);
+  if (error != 0) {
+    raise(f, error);
+    return 0;
+  }
+  if (v != nullptr && is_int_type(v->type)) return int_of(*v);
+  if (v != nullptr && is_numeric_type(v->type)) return read_as_bigint(*v);
+  raise(f, EXCEPTION_NULLDATA);
+  return 0;
+}
+
+[[gnu::noinline]] int64_t var_int_slow(const FastNode* n, Frame& f) {
   const Value& v = f.vars[n->var];
   if (is_numeric_type(v.type)) return read_as_bigint(v);
   raise(f, EXCEPTION_NULLDATA);
@@ -206,8 +277,7 @@ inline int64_t int_operand(const FastNode* n, Frame& f, EngineSession& es) {
   if (n->op == FastOp::CONST_INT) return n->i;
   if (n->op == FastOp::VAR_INT) {
     const Value& v = f.vars[n->var];
-    if (v.type == TYPE_BIGINT && n->type == TYPE_BIGINT) return payload_get<int64_t>(v);
-    if (v.type == TYPE_INTEGER && n->type == TYPE_INTEGER) return payload_get<int32_t>(v);
+    if (v.type == n->type) [[likely]] return get_int(v);
   }
   return fast_int(n, f, es);
 }
@@ -219,12 +289,10 @@ int64_t fast_int(const FastNode* n, Frame& f, EngineSession& es) {
     case FastOp::VAR_INT: {
       const Value& v = f.vars[n->var];
       if (v.type != n->type) [[unlikely]] return var_int_slow(n, f);
-      switch (n->type) {
-        case TYPE_SMALLINT: return payload_get<int16_t>(v);
-        case TYPE_INTEGER: return payload_get<int32_t>(v);
-        default: return payload_get<int64_t>(v);
-      }
+      return get_int(v);
     }
+    case FastOp::COLUMN_INT:
+      return column_int(n, f);
     case FastOp::ADD:
       return wrap_int(static_cast<int64_t>(static_cast<uint64_t>(int_operand(n->a, f, es)) +
                                            static_cast<uint64_t>(int_operand(n->b, f, es))),
@@ -248,10 +316,18 @@ int64_t fast_int(const FastNode* n, Frame& f, EngineSession& es) {
       if (b == -1) return wrap_int(static_cast<int64_t>(0 - static_cast<uint64_t>(a)), n->type);
       return wrap_int(a / b, n->type);
     }
+    case FastOp::DIV_POW2: {
+      const int64_t a = int_operand(n->a, f, es);
+      // A negative dividend is biased by the divisor less one, so that the shift truncates.
+      const int64_t bias = (a >> 63) & ((int64_t{1} << n->i) - 1);
+      return wrap_int((a + bias) >> n->i, n->type);
+    }
     case FastOp::NEG:
       return wrap_int(static_cast<int64_t>(0 - static_cast<uint64_t>(int_operand(n->a, f, es))), n->type);
-    case FastOp::ROUTINE:
-      return read_as_bigint(fast_routine(n, f, es));
+    case FastOp::ROUTINE: {
+      const Value v = fast_routine(n, f, es);
+      return is_int_type(v.type) ? get_int(v) : read_as_bigint(v);
+    }
     default:
       return static_cast<int64_t>(fast_float(n, f, es));
   }
@@ -417,12 +493,12 @@ int32_t exception_of_diagnostic(int d) {
 int eval_value(EngineSession& es, Frame& f, const Expr& e, Value* out) {
   if (e.fast != nullptr) {
     if (is_int_type(e.type)) {
-      *out = int_value(fast_int(e.fast, f, es), e.type);
+      put_int(*out, e.type, wrap_int(fast_int(e.fast, f, es), e.type));
     } else if (is_float_type(e.type)) {
       const double x = fast_float(e.fast, f, es);
-      *out = e.type == TYPE_REAL ? make_real(static_cast<float>(x)) : make_double(x);
+      put_double(*out, e.type, x);
     } else {
-      *out = make_bool(fast_bool(e.fast, f, es));
+      put_bool(*out, fast_bool(e.fast, f, es));
     }
     return f.raised != 0 ? 1 : 0;
   }
@@ -516,7 +592,7 @@ int read_variable_hook(EvalContext& ctx, int variable, int column, const Value* 
 int call_routine_hook(EvalContext& ctx, int routine, const Value* args, int argc, Value* result) {
   EngineSession& es = *static_cast<EngineSession*>(ctx.user);
   Frame& f = *es.current;
-  *result = make_null();
+  put_null(*result);
   if (int32_t code = call_routine_by_number(es, f, routine, args, argc, result); code != 0) {
     raise(f, code);
     return DIAG_BAD_ARGUMENT;
@@ -542,24 +618,54 @@ void notice_hook(void*, std::string_view) {}
 
 // --- calls ----------------------------------------------------------------------------------------
 
-int32_t call_by_name(EngineSession& es, Frame& f, const std::string& name, const Value* args, int argc,
+// Keeps a unit the session no longer lists but may still be running.
+void retire(EngineSession& es, std::shared_ptr<const Unit>&& unit) {
+  if (unit != nullptr) es.retired_units.push_back(std::move(unit));
+}
+
+// The unit a call site (slot, -1 for none) leads to: as the session resolved it before while
+// the registry has not changed since, else looked up by name and kept. nullptr: there is none.
+const Unit* resolve_callee(EngineSession& es, int slot, const std::string& name) {
+  const uint64_t generation = registry_generation();
+  ResolvedCallee* entry = nullptr;
+  if (slot >= 0) {
+    if (static_cast<size_t>(slot) >= es.callees.size()) es.callees.resize(static_cast<size_t>(slot) + 1);
+    entry = &es.callees[static_cast<size_t>(slot)];
+    if (entry->generation == generation && entry->unit != nullptr) [[likely]] return entry->unit.get();
+  }
+  const int32_t id = registry_find_procedure(es.db, name);
+  if (id == 0) return nullptr;
+  std::string why;
+  std::shared_ptr<const Unit> unit = registry_unit(es.db, id, &why);
+  if (unit == nullptr) return nullptr;
+  const Unit* found = unit.get();
+  if (entry == nullptr) {
+    retire(es, std::move(unit));
+    return found;
+  }
+  retire(es, std::move(entry->unit));
+  entry->unit = std::move(unit);
+  entry->generation = generation;
+  return found;
+}
+
+int32_t call_by_name(EngineSession& es, Frame& f, int slot, const std::string& name, const Value* args, int argc,
                      CallLink& link) {
   if (es.interrupted.load(std::memory_order_relaxed)) return RAISE_INTERRUPT;
   f.record.quanta.store(f.record.quanta.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
-  const int32_t id = registry_find_procedure(es.db, name);
-  if (id == 0) return EXCEPTION_UNDEFPROC;
-  std::string why;
-  std::shared_ptr<const Unit> unit = registry_unit(es.db, id, &why);
+  const Unit* unit = resolve_callee(es, slot, name);
   if (unit == nullptr) return EXCEPTION_UNDEFPROC;
   return call_unit(es, *unit, args, argc, link);
 }
 
 int32_t call_routine_by_number(EngineSession& es, Frame& f, int routine, const Value* args, int argc, Value* result) {
-  if (routine < 0 || static_cast<size_t>(routine) >= f.unit->routines.size()) return EXCEPTION_UNDEFPROC;
+  const Unit& u = *f.unit;
+  if (routine < 0 || static_cast<size_t>(routine) >= u.routines.size()) return EXCEPTION_UNDEFPROC;
   CallLink link;
   link.caller = &f;
   link.result = result;
-  return call_by_name(es, f, f.unit->routines[static_cast<size_t>(routine)], args, argc, link);
+  const int slot = static_cast<size_t>(routine) < u.routine_slots.size() ? u.routine_slots[static_cast<size_t>(routine)] : -1;
+  return call_by_name(es, f, slot, u.routines[static_cast<size_t>(routine)], args, argc, link);
 }
 
 // --- SQL --------------------------------------------------------------------------------------------
@@ -629,8 +735,34 @@ int32_t statement_triggers(EngineSession& es, const std::string& table, SqlKind 
   return 0;
 }
 
+// Fires an embedded statement's statement triggers (ids), BEFORE or AFTER it: 0, or the
+// exception that the statement meets when one refuses it.
+int32_t fire_around(EngineSession& es, const std::vector<int32_t>& ids) {
+  std::string error;
+  if (fire_triggers(es, ids, &error) == 0) return 0;
+  if (es.interrupted.load(std::memory_order_relaxed)) return RAISE_INTERRUPT;
+  es.errcode = static_cast<int32_t>(KERNEL_SQL_ERROR);
+  es.last_error = error;
+  return EXCEPTION_APPLICATIONERROR;
+}
+
 int32_t run_sql(EngineSession& es, Frame& f, const SqlStatement& s) {
-  if (int32_t code = statement_triggers(es, s.table, s.kind, true); code != 0) return code;
+  // The statement triggers of a DML statement's table, resolved once while nothing changes.
+  const ResolvedStatementTriggers* around = nullptr;
+  if (const uint8_t event = event_of(s.kind); event != 0 && !s.table.empty()) {
+    std::string error;
+    around = statement_triggers_of(es, s, event, &error);
+    if (around == nullptr) {
+      es.errcode = static_cast<int32_t>(KERNEL_SQL_ERROR);
+      es.last_error = error;
+      return EXCEPTION_APPLICATIONERROR;
+    }
+    if (!around->before.empty()) {
+      // A copy: an action may resolve the statement's triggers again while they fire.
+      const std::vector<int32_t> ids = around->before;
+      if (int32_t code = fire_around(es, ids); code != 0) return code;
+    }
+  }
   bool temporary = false;
   int rc = SQLITE_OK;
   sqlite3_stmt* st = statement_for(es, s, &temporary, &rc);
@@ -665,7 +797,21 @@ int32_t run_sql(EngineSession& es, Frame& f, const SqlStatement& s) {
   }
   if (code == 0) {
     es.errcode = 0;
-    code = statement_triggers(es, s.table, s.kind, false);
+    if (around != nullptr) {
+      // Looked up again: the BEFORE actions or the statement's row triggers may have changed
+      // what the session holds.
+      std::string error;
+      around = statement_triggers_of(es, s, event_of(s.kind), &error);
+      if (around == nullptr) {
+        es.errcode = static_cast<int32_t>(KERNEL_SQL_ERROR);
+        es.last_error = error;
+        return EXCEPTION_APPLICATIONERROR;
+      }
+      if (!around->after.empty()) {
+        const std::vector<int32_t> ids = around->after;
+        code = fire_around(es, ids);
+      }
+    }
   }
   return code;
 }
@@ -870,7 +1016,43 @@ int32_t call_statement(EngineSession& es, Frame& f, const Statement& s) {
   CallLink link;
   link.caller = &f;
   link.out_vars = s.vars.data();
-  return call_by_name(es, f, s.name, args, static_cast<int>(n), link);
+  return call_by_name(es, f, s.call_slot, s.name, args, static_cast<int>(n), link);
+}
+
+// The instruction after s (at pc) when s does not jump: the next one, or the one past the
+// join of IF or CASE that follows s.
+inline int after(const Statement& s, int pc) {
+  if (s.joins) [[unlikely]] return s.next;
+  return pc + 1;
+}
+
+// The general form of an integer assignment: 0, or non-zero with the exception raised.
+int assign_int(EngineSession& es, Frame& f, const Statement& s) {
+  const int64_t x = int_top(s.expr.fast, f, es);
+  if (f.raised != 0) return 1;
+  const uint8_t t = f.unit->vars[static_cast<size_t>(s.variable)].spec.type;
+  if (t == s.expr.type) {
+    set_int(f.vars[s.variable], x, t);
+  } else {
+    store(f, s.variable, int_value(x, s.expr.type));
+  }
+  return 0;
+}
+
+// A test's logical expression; false with the exception raised when it fails.
+inline bool condition(EngineSession& es, Frame& f, const Expr& e) {
+  return e.fast != nullptr ? bool_top(e.fast, f, es) : eval_condition(es, f, e);
+}
+
+// One more turn of a loop (a backward jump): a quantum counted, and the one place a loop
+// notices KILL. false with the interruption raised.
+inline bool next_turn(EngineSession& es, Frame& f) {
+  f.record.quanta.store(f.record.quanta.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+  if (es.interrupted.load(std::memory_order_relaxed)) [[unlikely]] {
+    raise(f, RAISE_INTERRUPT);
+    return false;
+  }
+  return true;
 }
 
 // --- the statement loop ----------------------------------------------------------------------
@@ -885,7 +1067,8 @@ int32_t run_code(EngineSession& es, Frame& f) {
     // The stop point: one predictable branch while no debugger watches. The hook runs before
     // the line is recorded, so that it sees the line of the statement run before.
     if (f.record.trap.load(std::memory_order_relaxed)) [[unlikely]] {
-      if (f.record.stops == nullptr || f.record.stops[pc] != 0) {
+      const uint8_t* stops = f.record.stops.load(std::memory_order_relaxed);
+      if (stops == nullptr || stops[pc] != 0) {
         if (const int32_t c = debug_hooks.stop != nullptr ? debug_hooks.stop(&es, &f.record, pc) : 0; c != 0) {
           raise(f, c);
           goto exception_raised;  // the statement is not run
@@ -894,52 +1077,151 @@ int32_t run_code(EngineSession& es, Frame& f) {
     }
     f.record.line.store(s.line, std::memory_order_relaxed);
     switch (s.kind) {
-      case StmtKind::ASSIGN_INT: {
-        const int64_t x = int_top(s.expr.fast, f, es);
-        if (f.raised != 0) break;
-        Value& dst = f.vars[s.variable];
-        const uint8_t t = u.vars[static_cast<size_t>(s.variable)].spec.type;
-        if (t == s.expr.type) {
-          set_int(dst, x, t);
+      case StmtKind::INT_SET:
+        put_int(f.vars[s.variable], s.form.type, s.form.k);
+        pc = after(s, pc);
+        continue;
+      case StmtKind::INT_VV: {
+        const IntForm& m = s.form;
+        const Value& a = f.vars[m.a];
+        const Value& b = f.vars[m.b];
+        if (a.type != m.ta || b.type != m.tb) [[unlikely]] {
+          if (assign_int(es, f, s) != 0) break;
         } else {
-          store(f, s.variable, int_value(x, s.expr.type));
+          const uint64_t y = static_cast<uint64_t>(get_int(b));
+          const uint64_t x = static_cast<uint64_t>(get_int(a)) + (m.subtract ? 0 - y : y);
+          put_int(f.vars[s.variable], m.type, wrap_shifted(x, m.shift));
         }
-        ++pc;
+        pc = after(s, pc);
         continue;
       }
+      case StmtKind::INT_VK: {
+        const IntForm& m = s.form;
+        const Value& a = f.vars[m.a];
+        if (a.type != m.ta) [[unlikely]] {
+          if (m.copy) {
+            put_null(f.vars[s.variable]);
+          } else if (assign_int(es, f, s) != 0) {
+            break;
+          }
+        } else {
+          const uint64_t x = static_cast<uint64_t>(get_int(a)) + static_cast<uint64_t>(m.k);
+          put_int(f.vars[s.variable], m.type, wrap_shifted(x, m.shift));
+        }
+        pc = after(s, pc);
+        continue;
+      }
+      case StmtKind::JUMP_INT_VV: {
+        const IntForm& m = s.form;
+        const Value& a = f.vars[m.a];
+        const Value& b = f.vars[m.b];
+        if (a.type != m.ta || b.type != m.tb) [[unlikely]] {
+          const bool c = condition(es, f, s.expr);
+          if (f.raised != 0) break;
+          pc = c ? after(s, pc) : s.target;
+          continue;
+        }
+        pc = compare_accepts(m.jump, get_int(a), get_int(b)) ? s.target : after(s, pc);
+        continue;
+      }
+      case StmtKind::JUMP_INT_VK: {
+        const IntForm& m = s.form;
+        const Value& a = f.vars[m.a];
+        if (a.type != m.ta) [[unlikely]] {
+          const bool c = condition(es, f, s.expr);
+          if (f.raised != 0) break;
+          pc = c ? after(s, pc) : s.target;
+          continue;
+        }
+        pc = compare_accepts(m.jump, get_int(a), m.k) ? s.target : after(s, pc);
+        continue;
+      }
+      case StmtKind::LOOP_INT_VV: {
+        if (!next_turn(es, f)) break;
+        const IntForm& m = s.form;
+        const Value& a = f.vars[m.a];
+        const Value& b = f.vars[m.b];
+        bool again;
+        if (a.type != m.ta || b.type != m.tb) [[unlikely]] {
+          again = condition(es, f, s.expr);
+          if (f.raised != 0) break;
+        } else {
+          again = compare_accepts(m.jump, get_int(a), get_int(b));
+        }
+        pc = again ? s.target : after(s, pc);
+        continue;
+      }
+      case StmtKind::LOOP_INT_VK: {
+        if (!next_turn(es, f)) break;
+        const IntForm& m = s.form;
+        const Value& a = f.vars[m.a];
+        bool again;
+        if (a.type != m.ta) [[unlikely]] {
+          again = condition(es, f, s.expr);
+          if (f.raised != 0) break;
+        } else {
+          again = compare_accepts(m.jump, get_int(a), m.k);
+        }
+        pc = again ? s.target : after(s, pc);
+        continue;
+      }
+      case StmtKind::LOOP_TRUE: {
+        if (!next_turn(es, f)) break;
+        const bool again = condition(es, f, s.expr);
+        if (f.raised != 0) break;
+        pc = again ? s.target : after(s, pc);
+        continue;
+      }
+      case StmtKind::ASSIGN_INT:
+        if (assign_int(es, f, s) != 0) break;
+        pc = after(s, pc);
+        continue;
       case StmtKind::ASSIGN_FLOAT: {
         const double x = fast_float(s.expr.fast, f, es);
         if (f.raised != 0) break;
-        f.vars[s.variable] = u.vars[static_cast<size_t>(s.variable)].spec.type == TYPE_REAL
-                                 ? make_real(static_cast<float>(x))
-                                 : make_double(x);
-        ++pc;
+        put_double(f.vars[s.variable], u.vars[static_cast<size_t>(s.variable)].spec.type, x);
+        pc = after(s, pc);
         continue;
       }
       case StmtKind::ASSIGN_BOOL: {
         const bool x = fast_bool(s.expr.fast, f, es);
         if (f.raised != 0) break;
-        f.vars[s.variable] = make_bool(x);
-        ++pc;
+        put_bool(f.vars[s.variable], x);
+        pc = after(s, pc);
         continue;
       }
       case StmtKind::JUMP_FALSE: {
-        const bool c = s.expr.fast != nullptr ? bool_top(s.expr.fast, f, es) : eval_condition(es, f, s.expr);
+        const bool c = condition(es, f, s.expr);
         if (f.raised != 0) break;
-        pc = c ? pc + 1 : s.target;
+        pc = c ? after(s, pc) : s.target;
         continue;
       }
       case StmtKind::JUMP:
-        if (s.target <= pc) {
-          // A backward jump: one quantum, and the one place a loop notices KILL.
-          f.record.quanta.store(f.record.quanta.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
-          if (es.interrupted.load(std::memory_order_relaxed)) [[unlikely]] {
-            raise(f, RAISE_INTERRUPT);
+        if (s.target <= pc && !next_turn(es, f)) break;
+        pc = s.target;
+        continue;
+      case StmtKind::COPY: {
+        const Value* v = &f.vars[s.form.a];
+        if (s.form.b >= 0) {
+          int32_t error = 0;
+          v = cursor_cell(f, s.form.a, s.form.b, &error);
+          if (error != 0) {
+            raise(f, error);
             break;
           }
         }
-        pc = s.target;
+        Value null;
+        if (v == nullptr) {
+          put_null(null);
+          v = &null;
+        }
+        if (int32_t c = store(f, s.variable, *v); c != 0) {
+          raise(f, c);
+          break;
+        }
+        pc = after(s, pc);
         continue;
+      }
       case StmtKind::ASSIGN: {
         PoolScope scope(es.ctx);
         Value v;
@@ -948,14 +1230,14 @@ int32_t run_code(EngineSession& es, Frame& f) {
           raise(f, c);
           break;
         }
-        ++pc;
+        pc = after(s, pc);
         continue;
       }
       case StmtKind::EVAL: {
         PoolScope scope(es.ctx);
         Value v;
         if (eval_value(es, f, s.expr, &v) != 0) break;
-        ++pc;
+        pc = after(s, pc);
         continue;
       }
       case StmtKind::CASE: {
@@ -977,10 +1259,25 @@ int32_t run_code(EngineSession& es, Frame& f) {
           raise(f, c);
           break;
         }
-        ++pc;
+        pc = after(s, pc);
         continue;
       case StmtKind::RETURN:
         if (s.expr.node != nullptr) {
+          if (s.expr.fast != nullptr && s.expr.type == u.result.type && is_int_type(s.expr.type)) {
+            const int64_t x = int_top(s.expr.fast, f, es);
+            if (f.raised != 0) break;
+            put_int(f.result, s.expr.type, wrap_int(x, s.expr.type));
+            return 0;
+          }
+          if (s.expr.fast != nullptr) {
+            Value v;
+            if (eval_value(es, f, s.expr, &v) != 0) break;
+            if (convert_into(u.result, v, &f.result, &f.result_text) != 0) {
+              raise(f, EXCEPTION_BADRETVAL);
+              break;
+            }
+            return 0;
+          }
           PoolScope scope(es.ctx);
           Value v;
           if (eval_value(es, f, s.expr, &v) != 0) break;
@@ -1003,7 +1300,7 @@ int32_t run_code(EngineSession& es, Frame& f) {
           raise(f, c);
           break;
         }
-        ++pc;
+        pc = after(s, pc);
         continue;
       case StmtKind::CLOSE: {
         CursorState& c = f.cursors[static_cast<size_t>(s.variable)];
@@ -1012,7 +1309,7 @@ int32_t run_code(EngineSession& es, Frame& f) {
           break;
         }
         c = CursorState{};
-        ++pc;
+        pc = after(s, pc);
         continue;
       }
       case StmtKind::FETCH:
@@ -1020,21 +1317,21 @@ int32_t run_code(EngineSession& es, Frame& f) {
           raise(f, c);
           break;
         }
-        ++pc;
+        pc = after(s, pc);
         continue;
       case StmtKind::SQL:
         if (int32_t c = run_sql(es, f, *u.sql[static_cast<size_t>(s.sql)]); c != 0) {
           raise(f, c);
           break;
         }
-        ++pc;
+        pc = after(s, pc);
         continue;
       case StmtKind::EXECUTE:
         if (int32_t c = execute_text(es, f, s.expr); c != 0) {
           raise(f, c);
           break;
         }
-        ++pc;
+        pc = after(s, pc);
         continue;
       case StmtKind::COMMIT:
       case StmtKind::ROLLBACK:
@@ -1043,14 +1340,14 @@ int32_t run_code(EngineSession& es, Frame& f) {
           raise(f, c);
           break;
         }
-        ++pc;
+        pc = after(s, pc);
         continue;
       case StmtKind::SLEEP:
         if (int32_t c = sleep_for(es, f, s.expr); c != 0) {
           raise(f, c);
           break;
         }
-        ++pc;
+        pc = after(s, pc);
         continue;
     }
     // An exception was raised by the statement at pc.
@@ -1099,21 +1396,55 @@ void put_wire(const Value& v, std::vector<uint8_t>* out) {
 }
 
 // The rows of NEW and OLD, read as the columns of the trigger's table.
+// The row's cells reuse what a cursor table taken from the session's spares holds already:
+// a trigger fired for each row of a statement allocates nothing here after its first row.
 void load_row(Frame& f, int var, sqlite3_value** row, int count) {
   if (var < 0) return;
   CursorState& c = f.cursors[static_cast<size_t>(var)];
-  c = CursorState{};
   c.open = true;
-  if (count <= 0 || row == nullptr) return;
+  c.out = false;
+  c.column_map = nullptr;
+  c.position = 0;
+  if (count <= 0 || row == nullptr) {
+    c.rows.clear();
+    return;
+  }
   const CursorColumns& cols = f.unit->cursors[static_cast<size_t>(var)];
-  std::vector<Cell>& cells = c.rows.emplace_back();
-  cells.reserve(static_cast<size_t>(count));
+  c.rows.resize(1);
+  std::vector<Cell>& cells = c.rows[0];
+  // Cells hold pointers into their own texts: every one is read again after the resize.
+  cells.resize(static_cast<size_t>(count));
   for (int k = 0; k < count; ++k) {
-    Cell& cell = cells.emplace_back();
     const uint8_t type = static_cast<size_t>(k) < cols.types.size() ? cols.types[static_cast<size_t>(k)] : uint8_t{TYPE_NONE};
-    read_sql_value(row[k], type, &cell.text, &cell.value);
+    read_sql_value(row[k], type, &cells[static_cast<size_t>(k)].text, &cells[static_cast<size_t>(k)].value);
   }
   c.position = 1;
+}
+
+// The most cursor tables a session keeps for its next frames, and the most rows a kept
+// cursor may hold on to (a query's rows are given up, a trigger's one row is kept).
+constexpr size_t SPARE_CURSOR_TABLES = 8;
+constexpr size_t SPARE_ROWS_KEPT = 1;
+
+void take_cursors(EngineSession& es, Frame& f, size_t n) {
+  if (!es.spare_cursors.empty()) {
+    f.cursors = std::move(es.spare_cursors.back());
+    es.spare_cursors.pop_back();
+  }
+  f.cursors.resize(n);
+}
+
+// Closes a frame's cursors and keeps their table for a later frame.
+void give_back_cursors(EngineSession& es, Frame& f) {
+  if (es.spare_cursors.size() >= SPARE_CURSOR_TABLES) return;
+  for (CursorState& c : f.cursors) {
+    if (c.rows.size() > SPARE_ROWS_KEPT) std::vector<std::vector<Cell>>().swap(c.rows);
+    c.open = false;
+    c.out = false;
+    c.position = 0;
+    c.column_map = nullptr;
+  }
+  es.spare_cursors.push_back(std::move(f.cursors));
 }
 
 }  // namespace
@@ -1140,10 +1471,10 @@ int32_t call_unit(EngineSession& es, const Unit& u, const Value* args, int argc,
   std::unique_ptr<Value[]> heap;
   if (n > LOCAL_VARS) heap = std::make_unique<Value[]>(n);
   f.vars = n > LOCAL_VARS ? heap.get() : local;
-  for (size_t i = 0; i < n; ++i) f.vars[i] = make_null();
+  for (size_t i = 0; i < n; ++i) put_null(f.vars[i]);
   if (u.text_vars) f.texts.resize(n);
-  if (u.cursor_vars) f.cursors.resize(n);
-  f.result = make_null();
+  if (u.cursor_vars) take_cursors(es, f, n);
+  put_null(f.result);
   f.record.proc_id = u.proc_id;
   f.record.caller = es.current != nullptr ? es.current->record.id : EXEC_NONE;
   f.record.session = &es;
@@ -1163,7 +1494,7 @@ int32_t call_unit(EngineSession& es, const Unit& u, const Value* args, int argc,
     if (u.vars[static_cast<size_t>(i)].mode == MODE_OUT) continue;
     if (store(f, i, args[i]) != 0) code = EXCEPTION_BADPARAM;
   }
-  for (size_t i = 0; i < n && code == 0; ++i) {
+  for (size_t i = u.has_defaults ? 0 : n; i < n && code == 0; ++i) {
     const VarInfo& v = u.vars[i];
     const bool given = static_cast<int>(i) < argc && v.mode != MODE_OUT;
     if (given || !v.has_init) continue;
@@ -1205,11 +1536,15 @@ int32_t call_unit(EngineSession& es, const Unit& u, const Value* args, int argc,
     }
   }
   if (code == 0 && link.result != nullptr && u.has_result) {
-    Value r = f.result;
-    size_t size = 0;
-    const void* storage = value_storage(r, &size);
-    if (storage != nullptr && !value_store_copy(*es.pool, &r, storage, size)) code = EXCEPTION_NOMEM;
-    *link.result = r;
+    if (is_int_type(f.result.type)) {
+      put_int(*link.result, f.result.type, get_int(f.result));
+    } else {
+      Value r = f.result;
+      size_t size = 0;
+      const void* storage = value_storage(r, &size);
+      if (storage != nullptr && !value_store_copy(*es.pool, &r, storage, size)) code = EXCEPTION_NOMEM;
+      *link.result = r;
+    }
   }
   if (link.outcome != nullptr) {
     for (int i = 0; i < u.param_count; ++i) {
@@ -1230,6 +1565,8 @@ int32_t call_unit(EngineSession& es, const Unit& u, const Value* args, int argc,
   executions_leave(&f.record);
   es.current = f.caller;
   es.depth--;
+  if (es.depth == 0 && !es.retired_units.empty()) es.retired_units.clear();
+  if (!f.cursors.empty()) give_back_cursors(es, f);
   return code;
 }
 

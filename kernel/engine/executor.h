@@ -52,4 +52,13 @@ int fire_statement_triggers(EngineSession& es, const std::string& table_upper, u
 int fire_trigger(EngineSession& es, int32_t trigger_id, sqlite3_value** new_row, int new_count,
                  sqlite3_value** old_row, int old_count, std::string* error);
 
+// Fires statement triggers by id, in order, until one refuses. 0, or 1 with the text in *error.
+int fire_triggers(EngineSession& es, const std::vector<int32_t>& ids, std::string* error);
+
+// The statement triggers of an embedded DML statement's table for its event, as the session
+// resolved them while the registry has not changed (SqlStatement::slot keys them). nullptr
+// with *error set when the trigger table cannot be read.
+const ResolvedStatementTriggers* statement_triggers_of(EngineSession& es, const SqlStatement& s, uint8_t event,
+                                                       std::string* error);
+
 }  // namespace tavrel::kernel

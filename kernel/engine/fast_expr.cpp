@@ -41,6 +41,14 @@ FastOp compare_op(int op) {
 
 bool is_number(uint8_t t) { return is_int_type(t) || is_float_type(t); }
 
+// k when x is 2 to the power k (1 <= k <= 62), else 0.
+int power_of_two(int64_t x) {
+  if (x < 2 || (x & (x - 1)) != 0) return 0;
+  int k = 0;
+  while ((int64_t{1} << k) != x) ++k;
+  return k <= 62 ? k : 0;
+}
+
 }  // namespace
 
 const FastNode* fast_build(const ExprNode* n, FastArena& arena, const uint8_t* routine_types,
@@ -63,7 +71,14 @@ const FastNode* fast_build(const ExprNode* n, FastArena& arena, const uint8_t* r
       return f;
     }
     case NodeKind::VARIABLE: {
-      if (n->column >= 0) return nullptr;
+      if (n->column >= 0) {
+        // A cursor's column holds its declared type or NULL, as a variable does.
+        if (!is_int_type(n->type)) return nullptr;
+        FastNode* f = new_fast(arena, FastOp::COLUMN_INT, n);
+        f->var = n->number;
+        f->i = n->column;
+        return f;
+      }
       FastOp op = is_int_type(n->type) ? FastOp::VAR_INT
                   : is_float_type(n->type) ? FastOp::VAR_FLOAT
                                            : FastOp::VAR_BOOL;
@@ -101,6 +116,16 @@ const FastNode* fast_build(const ExprNode* n, FastArena& arena, const uint8_t* r
         case OP_IDIV:
           if (!is_number(a->type) || !is_number(b->type) || !is_number(n->type)) return nullptr;
           if (common_type_of(a->type, b->type) != n->type) return nullptr;
+          if ((n->op == OP_DIV || n->op == OP_IDIV) && is_int_type(n->type) && b->op == FastOp::CONST_INT) {
+            // A division by a power of two is a shift (rounded toward zero as a division is).
+            const int k = power_of_two(b->i);
+            if (k > 0) {
+              f = new_fast(arena, FastOp::DIV_POW2, n);
+              f->i = k;
+              f->a = const_cast<FastNode*>(a);
+              return f;
+            }
+          }
           f = new_fast(arena, arith_op(n->op), n);
           break;
         case OP_LT:
@@ -138,7 +163,14 @@ const FastNode* fast_build(const ExprNode* n, FastArena& arena, const uint8_t* r
       FastNode* f = new_fast(arena, FastOp::ROUTINE, n);
       f->var = n->number;
       f->count = n->count;
-      f->args = n->args;
+      if (n->count > 0) {
+        auto args = std::make_unique<Expr[]>(n->count);
+        for (uint16_t i = 0; i < n->count; ++i) {
+          args[i] = make_expr(n->args[i], arena, routine_types, routine_count);
+        }
+        f->args = args.get();
+        arena.arg_lists.push_back(std::move(args));
+      }
       return f;
     }
     default:

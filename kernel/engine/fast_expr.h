@@ -7,6 +7,8 @@
 
 #include <cstdint>
 #include <deque>
+#include <memory>
+#include <vector>
 
 #include "translator/expr_tree.h"
 
@@ -15,7 +17,9 @@ namespace tavrel::kernel {
 enum class FastOp : uint8_t {
   CONST_INT, CONST_FLOAT, CONST_BOOL,
   VAR_INT, VAR_FLOAT, VAR_BOOL,  // typed by `type`: SMALLINT/INTEGER/BIGINT, REAL/DOUBLE, BOOL
+  COLUMN_INT,                      // column `i` of cursor variable `var`, of an integer type
   ADD, SUB, MUL, DIV, IDIV, NEG,  // in `type` (integers wrap in its width; REAL rounds to float)
+  DIV_POW2,                        // integer a divided by the constant 2 to the power `i`
   LT, GT, LE, GE, EQ, NE,          // compare operands in the common type `cmp`
   AND, OR, NOT,
   ROUTINE,                         // a routine of the unit: `var` is its number, args in `args`
@@ -34,7 +38,7 @@ struct FastNode {
   int64_t i;
   double f;
   const ExprNode* node;  // the tree node this one stands for
-  const ExprNode* const* args;  // ROUTINE
+  const Expr* args;      // ROUTINE: its `count` arguments, each with its own fast form
 };
 
 // An expression of a statement: its tree (for the general evaluation) and, when the whole
@@ -47,6 +51,7 @@ struct Expr {
 
 struct FastArena {
   std::deque<FastNode> nodes;
+  std::vector<std::unique_ptr<Expr[]>> arg_lists;  // the arguments of ROUTINE nodes
 };
 
 inline bool is_int_type(uint8_t t) {

@@ -74,9 +74,21 @@ enum class StmtKind : uint8_t {
   ASSIGN_INT,    // var (SMALLINT/INTEGER/BIGINT) := fast integer expression
   ASSIGN_FLOAT,  // var (REAL/DOUBLE) := fast floating expression
   ASSIGN_BOOL,   // var (BOOL) := fast logical expression
+  COPY,          // var := variable form.a, or column form.b of cursor variable form.a (b >= 0)
   EVAL,          // expr computed for its effect
   JUMP,          // to target; a backward jump counts a quantum and checks for an interrupt
   JUMP_FALSE,    // to target unless expr (a logical expression) is TRUE
+  LOOP_TRUE,     // the test at the bottom of a WHILE: back to target while expr is TRUE; every
+                 // test counts a quantum and checks for an interrupt (one turn of the loop)
+  // The common integer forms, computed straight from the frame. Each keeps the statement's
+  // general form in expr, which runs instead when an operand is NULL (see IntForm).
+  INT_SET,       // variable := k
+  INT_VV,        // variable := a + b or a - b, wrapped in the variable's width
+  INT_VK,        // variable := a + k (a subtraction's constant is negated)
+  JUMP_INT_VV,   // an IF's, ELSEIF's or WHILE's test: to target when a `jump` b, else on
+  JUMP_INT_VK,   // the same beside the constant k
+  LOOP_INT_VV,   // LOOP_TRUE of a comparison: back to target when a `jump` b
+  LOOP_INT_VK,   // the same beside the constant k
   CASE,          // selects the branch of expr's value (cases), else target
   CALL,          // procedure `name` with args
   RETURN,        // leaves the unit, with expr's value when it has a RESULT
@@ -95,6 +107,26 @@ enum class StmtKind : uint8_t {
   END_UNIT,      // the end of the code section or of a handler
 };
 
+// The operands of the integer forms. Variables of the integer types hold their value
+// sign-extended over the first eight payload bytes, whatever their width, so that an operand
+// is read with one load once its type byte is found to be the declared one (else it is NULL).
+// A comparison is a mask of the outcomes it accepts: bit 0 less, bit 1 equal, bit 2 greater.
+constexpr uint8_t CMP_LESS = 1;
+constexpr uint8_t CMP_EQUAL = 2;
+constexpr uint8_t CMP_GREATER = 4;
+
+struct IntForm {
+  int32_t a = -1;     // the first operand's variable
+  int32_t b = -1;     // the second operand's variable (the _VV forms); COPY: the column or -1
+  int64_t k = 0;      // the constant (INT_SET: already in the variable's type)
+  uint8_t ta = 0;     // the declared types of a and b: their type bytes while not NULL
+  uint8_t tb = 0;
+  uint8_t type = 0;   // INT_*: the variable's type, which the expression's is
+  uint8_t shift = 0;  // INT_*: 64 less the type's width, for the wrap
+  uint8_t jump = 0;   // JUMP_INT_* and LOOP_INT_*: the comparison that jumps (CMP_* bits)
+  bool subtract = false;  // INT_VV: a - b
+  bool copy = false;      // INT_VK: variable := a, which a NULL keeps
+};
 enum class FetchOrientation : uint8_t { NEXT, PRIOR, FIRST, LAST, ABSOLUTE, RELATIVE };
 
 struct CaseBranch {
@@ -102,13 +134,21 @@ struct CaseBranch {
   int target;
 };
 
+// One instruction of a unit's code. An instruction that stands for a statement of the text has
+// its line and is a stop point; the jumps that only join the branches of IF and CASE have
+// line -1 and are never run: the compiler points every jump and every fall-through (`next`)
+// past them.
 struct Statement {
   StmtKind kind;
-  int32_t line;      // from 0 of the stored text
+  bool joins = false;  // a join follows: `next` is not the instruction after this one
+  FetchOrientation orientation = FetchOrientation::NEXT;
+  int32_t line;      // from 0 of the stored text; -1: no statement of its own
+  int32_t next = -1; // the instruction run after this one when it does not jump
   int32_t target = -1;
   int32_t variable = -1;
+  IntForm form;      // the integer forms
   int32_t code = 0;  // SIGNAL: the exception code
-  FetchOrientation orientation = FetchOrientation::NEXT;
+  int32_t call_slot = -1;  // CALL: its place in every session's table of resolved callees
   Expr expr;
   std::vector<Expr> args;        // CALL
   std::vector<int> vars;         // FETCH INTO; CALL: the caller's variable of each argument, or -1
@@ -148,8 +188,12 @@ struct Unit {
   // Procedures called by name in expressions (the unit itself included): name and result type.
   std::vector<std::string> routines;
   std::vector<uint8_t> routine_types;
+  // For each routine, its place in every session's table of resolved callees (-1: none, the
+  // callee is looked up at each call).
+  std::vector<int32_t> routine_slots;
   std::vector<std::unique_ptr<SqlStatement>> sql;
   bool text_vars = false;  // some variable holds a text (CHAR, NCHAR or BYTE)
+  bool has_defaults = false;  // some parameter or variable has a DEFAULT
   bool cursor_vars = false;  // some variable is a cursor
   // Triggers: the table and the variables NEW and OLD (-1 when absent).
   std::string table;  // UTF-8

@@ -26,6 +26,8 @@ struct Registry {
   bool statement_triggers_read = false;
   std::vector<TriggerInfo> statement_triggers;
   std::atomic<int> sql_slots{0};
+  std::atomic<int> call_slots{0};
+  std::atomic<uint64_t> generation{1};
 };
 
 Registry& registry() {
@@ -36,6 +38,10 @@ Registry& registry() {
 }  // namespace
 
 int registry_new_sql_slot() { return registry().sql_slots.fetch_add(1); }
+
+int registry_new_call_slot() { return registry().call_slots.fetch_add(1); }
+
+uint64_t registry_generation() { return registry().generation.load(std::memory_order_acquire); }
 
 int32_t registry_find_procedure(sqlite3* db, std::string_view name) {
   Registry& r = registry();
@@ -96,6 +102,11 @@ std::shared_ptr<const Unit> registry_unit(sqlite3* db, int32_t proc_id, std::str
   }
   unit->proc_id = proc_id;
   for (auto& s : unit->sql) s->slot = registry_new_sql_slot();
+  for (Statement& s : unit->code) {
+    if (s.kind == StmtKind::CALL) s.call_slot = registry_new_call_slot();
+  }
+  unit->routine_slots.resize(unit->routines.size());
+  for (int32_t& slot : unit->routine_slots) slot = registry_new_call_slot();
   std::lock_guard<std::mutex> hold(r.lock);
   auto [it, inserted] = r.units.emplace(proc_id, std::move(unit));
   return it->second;
@@ -184,6 +195,7 @@ int registry_statement_triggers(sqlite3* db, const std::string& table_upper, uin
 void registry_forget(int32_t proc_id) {
   Registry& r = registry();
   std::lock_guard<std::mutex> hold(r.lock);
+  r.generation.fetch_add(1, std::memory_order_acq_rel);
   r.statement_triggers_read = false;
   r.units.erase(proc_id);
   for (auto it = r.names.begin(); it != r.names.end();) {

@@ -48,4 +48,12 @@ void registry_forget(int32_t proc_id);
 // A fresh slot for an embedded statement in every session's table of prepared statements.
 int registry_new_sql_slot();
 
+// A fresh slot for a call site (a CALL statement or a routine of a unit) in every session's
+// table of resolved callees.
+int registry_new_call_slot();
+
+// A number that changes whenever a unit is forgotten (a procedure or trigger is created,
+// altered or dropped): what a session resolved while it had one value holds while it has it.
+uint64_t registry_generation();
+
 }  // namespace tavrel::kernel

@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <deque>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -15,6 +16,7 @@
 #include "kernel/engine/engine.h"
 #include "kernel/engine/executions.h"
 #include "kernel/engine/program.h"
+#include "kernel/engine/registry.h"
 #include "translator/eval_context.h"
 #include "values/stack_mem.h"
 #include "values/string_pool.h"
@@ -37,6 +39,27 @@ struct CursorState {
   int64_t position = 0;  // 1..rows: the current row; 0 before the first; rows + 1 after the last
   bool out = false;      // the last FETCH found no row
   const std::vector<int>* column_map = nullptr;  // cursor column -> query column; null: identity
+};
+
+// A call site's callee as the session last resolved it.
+struct ResolvedCallee {
+  uint64_t generation = 0;  // the registry's generation then (0: never resolved)
+  std::shared_ptr<const Unit> unit;
+};
+
+// A trigger as the session last resolved it: what fires it and its action's unit.
+struct ResolvedTrigger {
+  int32_t id = 0;
+  uint64_t generation = 0;
+  TriggerInfo info;
+  std::shared_ptr<const Unit> unit;
+};
+
+// The statement triggers that fire around an embedded DML statement, BEFORE and AFTER ones.
+struct ResolvedStatementTriggers {
+  uint64_t generation = 0;
+  std::vector<int32_t> before;
+  std::vector<int32_t> after;
 };
 
 // An exception code being raised, or this for an interruption (which no handler takes).
@@ -83,6 +106,18 @@ struct EngineSession {
   std::string column_text;   // scratch for texts read from statements
   std::vector<uint8_t> blob; // the working BLOB of ADD_BLOB / READ_BLOB_*
   size_t blob_position = 0;
+
+  // What the session resolved through the shared registry, kept while the registry's
+  // generation stays the same, so that a call or a trigger's row takes no lock there.
+  std::vector<ResolvedCallee> callees;  // by call slot (Statement::call_slot, Unit::routine_slots)
+  std::deque<ResolvedTrigger> triggers;  // never moved while an action runs
+  std::vector<ResolvedStatementTriggers> statement_triggers;  // by SqlStatement::slot
+  // Cursor tables of frames that ended, kept so that the next frames (a trigger's action for
+  // each row) need not allocate theirs.
+  std::vector<std::vector<CursorState>> spare_cursors;
+  // Units replaced in those tables while the session may still run them: kept until no unit
+  // of the session runs.
+  std::vector<std::shared_ptr<const Unit>> retired_units;
 };
 
 }  // namespace tavrel::kernel

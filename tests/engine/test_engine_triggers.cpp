@@ -111,5 +111,58 @@ code commit work; end;)", "after", "insert");
   EXPECT_EQ(query("select count(*) from EMP"), "1");
 }
 
+
+// One statement fires a row trigger for each of its rows: every action reads its own row
+// (texts included), and a NULL column copied stays NULL while arithmetic on it is refused.
+TEST_F(EngineTriggerTest, RowTriggerSeesEachRowOfAStatement) {
+  sql("create table ITEM(ID integer, QTY integer, NAME char(20));");
+  ASSERT_EQ(store(R"(create trigger ITEM_LOG after insert on ITEM for each row execute
+declare var Q integer; var W char(40);
+code
+  Q := NEW.QTY;
+  if Q is null then W := "null " + NEW.NAME; else W := TOCHAR(NEW.ID * 1000 + NEW.QTY) + " " + NEW.NAME; endif;
+  insert into AUDIT values(W);
+end;)"), 0u);
+  std::string error;
+  ASSERT_EQ(client_dml("with recursive N(K) as (select 1 union all select K + 1 from N where K < 40) "
+                       "insert into ITEM select K, K * 2, 'n' || K from N;", &error), 0) << error;
+  EXPECT_EQ(query("select count(*) from AUDIT"), "40");
+  EXPECT_EQ(query("select group_concat(trim(WHAT), '|') from (select WHAT from AUDIT order by rowid limit 3)"),
+            "1002 n1|2004 n2|3006 n3");
+  EXPECT_EQ(query("select trim(WHAT) from AUDIT order by rowid desc limit 1"), "40080 n40");
+  ASSERT_EQ(client_dml("insert into ITEM values(7, NULL, 'gap');", &error), 0) << error;
+  EXPECT_EQ(query("select trim(WHAT) from AUDIT order by rowid desc limit 1"), "null gap");
+  ASSERT_EQ(store(R"(create trigger ITEM_CHECK before insert on ITEM for each row execute
+declare var Q integer;
+code Q := NEW.QTY + 1; end;)"), 0u);
+  EXPECT_NE(client_dml("insert into ITEM values(100, NULL, 'bad');", &error), 0);
+  EXPECT_NE(error.find("NULLDATA"), std::string::npos) << error;
+  ASSERT_EQ(store(R"(create procedure ADD_ITEM(out E integer)
+code insert into ITEM values(101, NULL, 'bad'); exceptions when APPLICATIONERROR then E := ERRCODE(); end;)"), 0u);
+  ASSERT_EQ(run("ADD_ITEM"), 0u);
+  EXPECT_EQ(output("E"), "2001");
+  EXPECT_EQ(query("select count(*) from ITEM where ID >= 100"), "0");
+}
+
+// A trigger dropped and another created in its place (its number may come round again) is
+// the one that fires, and statement triggers created after a procedure's statement first ran
+// fire around it from then on.
+TEST_F(EngineTriggerTest, TriggersFollowCreateAndDropBetweenStatements) {
+  ASSERT_EQ(store(R"(create trigger T_ONE after insert on EMP for each row execute
+code insert into AUDIT values("first"); end;)"), 0u);
+  ASSERT_EQ(store(R"(create procedure ADD_EMP(in NO integer)
+code insert into EMP values(NO, 10); end;)"), 0u);
+  ASSERT_EQ(run("ADD_EMP", {"2"}), 0u);
+  ASSERT_EQ(store("drop trigger T_ONE"), 0u);
+  ASSERT_EQ(store(R"(create trigger T_TWO after insert on EMP for each row execute
+code insert into AUDIT values("second"); end;)"), 0u);
+  ASSERT_EQ(run("ADD_EMP", {"3"}), 0u);
+  ASSERT_EQ(store(R"(create trigger AROUND after insert on EMP for each statement execute
+code insert into AUDIT values("statement"); end;)"), 0u);
+  ASSERT_EQ(run("ADD_EMP", {"4"}), 0u);
+  EXPECT_EQ(out_.exception, 0);
+  EXPECT_EQ(query("select group_concat(trim(WHAT), '|') from AUDIT"), "first|second|second|statement");
+}
+
 }  // namespace
 }  // namespace tavrel::kernel
