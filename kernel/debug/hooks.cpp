@@ -256,10 +256,13 @@ int32_t on_stop(EngineSession* es, ExecRecord* record, int pc) {
   const int32_t line = u.code[static_cast<size_t>(pc)].line;
   // The record still holds the line of the statement run before in this frame.
   const bool entered = line_starts(u, pc) || record->line.load(std::memory_order_relaxed) != line;
+  // Breakpoints count while the frame's procedure has its debug session (the frame may still
+  // hold the table of one closed since it was armed).
   const ProcDebug* pd = owned_proc(g, t->client, record->proc_id);
-  const int changed = w->watched.empty() ? -1 : changed_variable(*w);
-  const uint8_t marks =
-      w->table != nullptr && static_cast<size_t>(pc) < w->table->at.size() ? w->table->at[static_cast<size_t>(pc)] : 0;
+  const int changed = pd == nullptr || w->watched.empty() ? -1 : changed_variable(*w);
+  const uint8_t marks = pd != nullptr && w->table != nullptr && static_cast<size_t>(pc) < w->table->at.size()
+                            ? w->table->at[static_cast<size_t>(pc)]
+                            : 0;
   const bool step = entered && stepping(*t, *w);
   const bool at_breakpoint = entered && (marks & STOP_BREAKPOINT) != 0;
   const bool at_cursor = entered && (marks & STOP_CURSOR) != 0;
