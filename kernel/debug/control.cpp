@@ -3,8 +3,10 @@
 #include "kernel/debug/control.h"
 
 #include <algorithm>
+#include <chrono>
 #include <mutex>
 #include <string>
+#include <thread>
 
 #include "kernel/debug/channels.h"
 #include "kernel/dispatch.h"
@@ -18,6 +20,9 @@
 #include "text/unicode.h"
 
 namespace tavrel::kernel {
+
+// How long an abort waits for a running execution to leave (its frames unwinding).
+constexpr int ABORT_WAIT_MS = 2000;
 
 namespace {
 
@@ -262,7 +267,15 @@ void control_abort(Session* s, uint16_t execution, KernelAnswer* a) {
     }
     engine_interrupt(r.session);
   });
-  if (live) return;
+  if (live) {
+    // The answer waits (a moment at most) until the execution has left, so that a list of
+    // active executions fetched right after it no longer shows it.
+    const auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(ABORT_WAIT_MS);
+    while (executions_with(execution, [](ExecRecord&) {}) && std::chrono::steady_clock::now() < until) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return;
+  }
   // One the client debugged that has ended since: nothing left to do but forget it.
   std::lock_guard hold(g.lock);
   if (DebugClient* c = debug_client(g, s, false)) {

@@ -163,9 +163,17 @@ void link_code(Unit& u) {
     s.next = past_joins(pc + 1 < n ? pc + 1 : pc);
     s.joins = s.next != pc + 1;
     if (s.target >= 0) s.target = past_joins(s.target);
-    for (CaseBranch& b : s.cases) b.target = past_joins(b.target);
+    if (s.lists != nullptr) {
+      for (CaseBranch& b : s.lists->cases) b.target = past_joins(b.target);
+    }
   }
   for (Handler& h : u.handlers) h.entry = past_joins(h.entry);
+  for (int pc = 0; pc + 1 < n; ++pc) {
+    Statement& s = code[static_cast<size_t>(pc)];
+    const StmtKind t = code[static_cast<size_t>(pc) + 1].kind;
+    const bool int_statement = s.kind == StmtKind::INT_SET || s.kind == StmtKind::INT_VV || s.kind == StmtKind::INT_VK;
+    s.loop_follows = int_statement && !s.joins && (t == StmtKind::LOOP_INT_VV || t == StmtKind::LOOP_INT_VK);
+  }
 }
 
 }  // namespace tavrel::kernel

@@ -14,7 +14,8 @@ namespace tavrel::kernel {
 void choose_int_form(const Unit& u, Statement& s);
 
 // Sets every instruction's `next` and carries each jump, fall-through, CASE branch and handler
-// entry past the instructions of line -1 that only jump on.
+// entry past the instructions of line -1 that only jump on; marks the integer statements that
+// the test at the bottom of a loop follows (Statement::loop_follows).
 void link_code(Unit& u);
 
 }  // namespace tavrel::kernel

@@ -731,6 +731,12 @@ struct Compiler {
   }
   int pc() const { return static_cast<int>(u.code.size()); }
   Statement& at(int i) { return u.code[static_cast<size_t>(i)]; }
+  // The lists of statement i, made when it first needs them.
+  StatementLists& lists(int i) {
+    std::unique_ptr<StatementLists>& l = at(i).lists;
+    if (l == nullptr) l = std::make_unique<StatementLists>();
+    return *l;
+  }
 
   int assignment(int line) {
     const int var = lx.variable;
@@ -990,10 +996,10 @@ struct Compiler {
       for (;;) {
         Value v;
         if (case_constant(b, &v) != 0) return FAIL;
-        for (const CaseBranch& c : at(b.case_stmt).cases) {
+        for (const CaseBranch& c : lists(b.case_stmt).cases) {
           if (same_constant(c.constant, v)) return fail(D_WHEN_TWICE);
         }
-        at(b.case_stmt).cases.push_back(CaseBranch{v, pc()});
+        lists(b.case_stmt).cases.push_back(CaseBranch{v, pc()});
         if (tok != TOK_COMMA) break;
         advance();
       }
@@ -1007,7 +1013,7 @@ struct Compiler {
     if (blocks.empty() || blocks.back().kind != BlockKind::CASE) return fail(D_NO_CASE);
     Block& b = blocks.back();
     Statement& cs = at(b.case_stmt);
-    const bool empty = cs.cases.empty() && !b.others;
+    const bool empty = (cs.lists == nullptr || cs.lists->cases.empty()) && !b.others;
     if (!b.others) cs.target = pc();
     for (int j : b.ends) at(j).target = pc();
     blocks.pop_back();
@@ -1052,9 +1058,9 @@ struct Compiler {
     if (tok != TOK_RPAREN) return fail(D_NEED_RPAREN);
     advance();
     const int s = emit(StmtKind::CALL, line);
-    at(s).name = name;
-    at(s).args = std::move(args);
-    at(s).vars = std::move(vars);
+    lists(s).name = name;
+    lists(s).args = std::move(args);
+    lists(s).vars = std::move(vars);
     return expect_semicolon();
   }
 
@@ -1262,7 +1268,7 @@ struct Compiler {
     at(s).variable = var;
     at(s).orientation = o;
     at(s).expr = e;
-    at(s).vars = std::move(into);
+    if (!into.empty()) lists(s).vars = std::move(into);
     return expect_semicolon();
   }
 

@@ -4,6 +4,8 @@
 // other types than declared.
 #include "kernel/engine/fast_expr.h"
 
+#include <vector>
+
 #include "translator/eval_ops.h"
 
 namespace tavrel::kernel {
@@ -14,7 +16,7 @@ bool is_fast_type(uint8_t t) { return is_int_type(t) || is_float_type(t) || t ==
 
 FastNode* new_fast(FastArena& arena, FastOp op, const ExprNode* n) {
   FastNode& f = arena.nodes.emplace_back();
-  f = FastNode{op, n->type, TYPE_NONE, 0, -1, nullptr, nullptr, 0, 0.0, n, nullptr};
+  f = FastNode{op, n->type, TYPE_NONE, 0, -1, nullptr, nullptr, 0, 0.0, n, nullptr, false, nullptr, 0};
   return &f;
 }
 
@@ -47,6 +49,96 @@ int power_of_two(int64_t x) {
   int k = 0;
   while ((int64_t{1} << k) != x) ++k;
   return k <= 62 ? k : 0;
+}
+
+uint8_t wrap_shift_of(uint8_t type) {
+  switch (type) {
+    case TYPE_SMALLINT: return 48;
+    case TYPE_INTEGER: return 32;
+    default: return 0;
+  }
+}
+
+bool is_leaf(const FastNode* n) { return n->op == FastOp::CONST_INT || n->op == FastOp::VAR_INT; }
+
+// The step of an operation with its right operand: variable, constant or stack (in that
+// order in StepOp).
+StepOp with_operand(StepOp variable_form, const FastNode* b) {
+  const int offset = b->op == FastOp::VAR_INT ? 0 : b->op == FastOp::CONST_INT ? 1 : 2;
+  return static_cast<StepOp>(static_cast<int>(variable_form) + offset);
+}
+
+// The post-order steps of an integer tree; false when some node has no step (a routine, a
+// cursor column) or the stack would grow past its size.
+bool emit_steps(const FastNode* n, std::vector<IntStep>* out, int depth) {
+  if (depth > STEP_STACK_MAX) return false;
+  IntStep st{StepOp::PUSH_V, 0, wrap_shift_of(n->type), -1, 0};
+  auto operand = [&st](const FastNode* leaf) {
+    if (leaf->op == FastOp::VAR_INT) {
+      st.var = leaf->var;
+      st.type = leaf->type;
+    } else if (leaf->op == FastOp::CONST_INT) {
+      st.k = leaf->i;
+    }
+  };
+  switch (n->op) {
+    case FastOp::CONST_INT:
+    case FastOp::VAR_INT:
+      st.op = n->op == FastOp::VAR_INT ? StepOp::PUSH_V : StepOp::PUSH_K;
+      operand(n);
+      out->push_back(st);
+      return true;
+    case FastOp::ADD:
+    case FastOp::SUB:
+    case FastOp::MUL:
+    case FastOp::DIV:
+    case FastOp::IDIV: {
+      if (!is_int_type(n->type) || !emit_steps(n->a, out, depth)) return false;
+      if (!is_leaf(n->b) && !emit_steps(n->b, out, depth + 1)) return false;
+      const StepOp base = n->op == FastOp::ADD   ? StepOp::ADD_V
+                          : n->op == FastOp::SUB ? StepOp::SUB_V
+                          : n->op == FastOp::MUL ? StepOp::MUL_V
+                                                 : StepOp::DIV_V;
+      st.op = with_operand(base, n->b);
+      operand(n->b);
+      out->push_back(st);
+      return true;
+    }
+    case FastOp::DIV_POW2:
+    case FastOp::NEG:
+      if (!emit_steps(n->a, out, depth)) return false;
+      st.op = n->op == FastOp::NEG ? StepOp::NEG : StepOp::DIV_POW2;
+      st.k = n->i;
+      out->push_back(st);
+      return true;
+    default:
+      return false;
+  }
+}
+
+// Operations in a tree that are not leaves.
+int operations(const FastNode* n) {
+  if (n == nullptr || is_leaf(n)) return 0;
+  return 1 + operations(n->a) + operations(n->b);
+}
+
+// Gives an integer tree, or an integer comparison, its flat program when it has more than one
+// operation (one is computed as fast by the tree itself).
+void attach_program(FastNode* root, FastArena& arena) {
+  std::vector<IntStep> steps;
+  const bool comparison = root->op >= FastOp::LT && root->op <= FastOp::NE && is_int_type(root->cmp);
+  if (comparison) {
+    if (operations(root->a) + operations(root->b) < 2) return;
+    if (!emit_steps(root->a, &steps, 1) || !emit_steps(root->b, &steps, 2)) return;
+  } else {
+    if (!is_int_type(root->type) || operations(root) < 2) return;
+    if (!emit_steps(root, &steps, 1)) return;
+  }
+  auto program = std::make_unique<IntStep[]>(steps.size());
+  for (size_t i = 0; i < steps.size(); ++i) program[i] = steps[i];
+  root->steps = program.get();
+  root->step_count = static_cast<uint16_t>(steps.size());
+  arena.programs.push_back(std::move(program));
 }
 
 }  // namespace
@@ -167,6 +259,7 @@ const FastNode* fast_build(const ExprNode* n, FastArena& arena, const uint8_t* r
         auto args = std::make_unique<Expr[]>(n->count);
         for (uint16_t i = 0; i < n->count; ++i) {
           args[i] = make_expr(n->args[i], arena, routine_types, routine_count);
+          f->general_args = f->general_args || args[i].fast == nullptr;
         }
         f->args = args.get();
         arena.arg_lists.push_back(std::move(args));
@@ -184,6 +277,7 @@ Expr make_expr(const ExprNode* n, FastArena& arena, const uint8_t* routine_types
   e.node = n;
   e.type = n != nullptr ? n->type : uint8_t{TYPE_NONE};
   e.fast = fast_build(n, arena, routine_types, routine_count);
+  if (e.fast != nullptr) attach_program(const_cast<FastNode*>(e.fast), arena);
   return e;
 }
 

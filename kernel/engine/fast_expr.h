@@ -27,6 +27,31 @@ enum class FastOp : uint8_t {
 
 struct Expr;
 
+// An integer tree of several operations also has a flat program: a post-order list of steps
+// on a small stack, run without a call per node. A step's right operand is a variable (_V), a
+// constant (_K) or the value below the top (_S); PUSH_ pushes it. The program gives up (and
+// the tree is computed instead, raising what it raises) when a variable is NULL or a divisor
+// is 0 or -1.
+enum class StepOp : uint8_t {
+  PUSH_V, PUSH_K,
+  ADD_V, ADD_K, ADD_S,
+  SUB_V, SUB_K, SUB_S,
+  MUL_V, MUL_K, MUL_S,
+  DIV_V, DIV_K, DIV_S,
+  DIV_POW2,  // by 2 to the power k
+  NEG,
+};
+
+struct IntStep {
+  StepOp op;
+  uint8_t type;   // _V: the variable's declared type
+  uint8_t shift;  // ADD, SUB, MUL, NEG: 64 less the width of the result's type (for the wrap)
+  int32_t var;    // _V
+  int64_t k;      // _K; DIV_POW2: the power of two
+};
+
+constexpr int STEP_STACK_MAX = 8;
+
 struct FastNode {
   FastOp op;
   uint8_t type;  // result type
@@ -39,6 +64,11 @@ struct FastNode {
   double f;
   const ExprNode* node;  // the tree node this one stands for
   const Expr* args;      // ROUTINE: its `count` arguments, each with its own fast form
+  bool general_args;     // ROUTINE: some argument has no fast form (its texts need a scope)
+  // The flat program of an integer expression (or of both sides of an integer comparison,
+  // left then right), or nullptr.
+  const IntStep* steps;
+  uint16_t step_count;
 };
 
 // An expression of a statement: its tree (for the general evaluation) and, when the whole
@@ -52,6 +82,7 @@ struct Expr {
 struct FastArena {
   std::deque<FastNode> nodes;
   std::vector<std::unique_ptr<Expr[]>> arg_lists;  // the arguments of ROUTINE nodes
+  std::vector<std::unique_ptr<IntStep[]>> programs;  // the flat programs of integer trees
 };
 
 inline bool is_int_type(uint8_t t) {

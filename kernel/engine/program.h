@@ -134,6 +134,15 @@ struct CaseBranch {
   int target;
 };
 
+// The lists of the statements that have them (CALL, FETCH, CASE), kept apart from the fields
+// every instruction reads, so that instructions stay small and close together.
+struct StatementLists {
+  std::vector<Expr> args;        // CALL
+  std::vector<int> vars;         // FETCH INTO; CALL: the caller's variable of each argument, or -1
+  std::vector<CaseBranch> cases; // CASE
+  std::string name;              // CALL: the procedure (CP866, as written)
+};
+
 // One instruction of a unit's code. An instruction that stands for a statement of the text has
 // its line and is a stop point; the jumps that only join the branches of IF and CASE have
 // line -1 and are never run: the compiler points every jump and every fall-through (`next`)
@@ -141,6 +150,9 @@ struct CaseBranch {
 struct Statement {
   StmtKind kind;
   bool joins = false;  // a join follows: `next` is not the instruction after this one
+  // INT_SET, INT_VV, INT_VK: the test at the bottom of a loop (LOOP_INT_*) follows at once and
+  // runs with the statement, its stop point included, while no debugger has set the trap flag.
+  bool loop_follows = false;
   FetchOrientation orientation = FetchOrientation::NEXT;
   int32_t line;      // from 0 of the stored text; -1: no statement of its own
   int32_t next = -1; // the instruction run after this one when it does not jump
@@ -149,12 +161,9 @@ struct Statement {
   IntForm form;      // the integer forms
   int32_t code = 0;  // SIGNAL: the exception code
   int32_t call_slot = -1;  // CALL: its place in every session's table of resolved callees
+  int sql = -1;            // OPEN and SQL: index in Unit::sql
   Expr expr;
-  std::vector<Expr> args;        // CALL
-  std::vector<int> vars;         // FETCH INTO; CALL: the caller's variable of each argument, or -1
-  std::vector<CaseBranch> cases; // CASE
-  std::string name;              // CALL: the procedure (CP866, as written)
-  int sql = -1;                  // OPEN and SQL: index in Unit::sql
+  std::unique_ptr<StatementLists> lists;  // CALL, FETCH with INTO, CASE with WHEN constants
 };
 
 // An exception handler: WHEN names THEN statements; `others` for WHEN OTHERS.

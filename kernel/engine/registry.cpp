@@ -27,7 +27,6 @@ struct Registry {
   std::vector<TriggerInfo> statement_triggers;
   std::atomic<int> sql_slots{0};
   std::atomic<int> call_slots{0};
-  std::atomic<uint64_t> generation{1};
 };
 
 Registry& registry() {
@@ -41,7 +40,7 @@ int registry_new_sql_slot() { return registry().sql_slots.fetch_add(1); }
 
 int registry_new_call_slot() { return registry().call_slots.fetch_add(1); }
 
-uint64_t registry_generation() { return registry().generation.load(std::memory_order_acquire); }
+
 
 int32_t registry_find_procedure(sqlite3* db, std::string_view name) {
   Registry& r = registry();
@@ -195,7 +194,7 @@ int registry_statement_triggers(sqlite3* db, const std::string& table_upper, uin
 void registry_forget(int32_t proc_id) {
   Registry& r = registry();
   std::lock_guard<std::mutex> hold(r.lock);
-  r.generation.fetch_add(1, std::memory_order_acq_rel);
+  registry_generation_counter.fetch_add(1, std::memory_order_acq_rel);
   r.statement_triggers_read = false;
   r.units.erase(proc_id);
   for (auto it = r.names.begin(); it != r.names.end();) {

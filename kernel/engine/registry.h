@@ -5,6 +5,7 @@
 // forgotten meanwhile.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -54,6 +55,8 @@ int registry_new_call_slot();
 
 // A number that changes whenever a unit is forgotten (a procedure or trigger is created,
 // altered or dropped): what a session resolved while it had one value holds while it has it.
-uint64_t registry_generation();
+// Read on every call, so kept where a read is one load.
+inline std::atomic<uint64_t> registry_generation_counter{1};
+inline uint64_t registry_generation() { return registry_generation_counter.load(std::memory_order_acquire); }
 
 }  // namespace tavrel::kernel

@@ -241,9 +241,11 @@ void breakpoints_command() {
 void active_procedures_command() {
   if (!manager_debugger_started() || g_busy) return;
   g_busy = true;
+  const uint16_t before = manager_debugger().current_execution;
   active_list_run(session_of(shell().current));
   // Ending the debugged execution ends its run as a Stop does.
-  after_move();
+  if (manager_debugger().current_execution != before) after_move();
+  else show_state(false);
   g_busy = false;
 }
 

@@ -249,7 +249,9 @@ end;)";
     if (s.target >= 0) {
       EXPECT_TRUE(reachable(s.target)) << pc;
     }
-    for (const CaseBranch& b : s.cases) EXPECT_TRUE(reachable(b.target)) << pc;
+    if (s.lists != nullptr) {
+      for (const CaseBranch& b : s.lists->cases) EXPECT_TRUE(reachable(b.target)) << pc;
+    }
   }
   EXPECT_EQ(joins, 4);  // at ELSEIF and ELSE; at each WHEN after the first
   std::vector<int> loop_tests;
@@ -324,6 +326,56 @@ end;)"), 0u);
   ASSERT_EQ(run("P"), 0u);
   EXPECT_EQ(out_.exception, 0) << out_.exception_name;
   EXPECT_EQ(output("R"), "3 3 null null x");
+}
+
+
+// Integer trees of several operations run as flat programs: each value beside the same
+// expression computed by the general evaluation (inside TOCHAR), each test beside the same
+// comparison stored into a BOOL, across wraps, divisions by a variable and deep nesting.
+TEST_F(EngineTest, FlatProgramsAgreeWithTheGeneralEvaluation) {
+  ASSERT_EQ(store(R"(create procedure P(in A integer, in B integer, in S smallint, out R char(250))
+declare var X, Y, Z, W integer; var T smallint; var C, D bool;
+code
+  X := (A + B) * 2 - A \ 4;
+  Y := -(A - B) * (B + 1) + A / (B + 3);
+  T := S * 3 + S * 5;
+  Z := A + (A + (A + (A + (A + (A + (A + (A + (A + A))))))));
+  W := (A * 1) / (B - B - 1);
+  C := (A + B) * 2 > B * B - A;
+  D := FALSE;
+  if (A + B) * 2 > B * B - A then D := TRUE; endif;
+  R := TOCHAR(X) + " " + TOCHAR((A + B) * 2 - A \ 4) + " " + TOCHAR(Y) + " " +
+       TOCHAR(-(A - B) * (B + 1) + A / (B + 3)) + " " + TOCHAR(T) + " " + TOCHAR(S * 3 + S * 5) + " " + TOCHAR(Z) +
+       " " + TOCHAR(W) + " " + TOCHAR(C) + " " + TOCHAR(D);
+end;)"), 0u);
+  ASSERT_EQ(run("P", {"7", "-2", "5000"}), 0u);
+  EXPECT_EQ(out_.exception, 0) << out_.exception_name;
+  EXPECT_EQ(output("R"), "9 9 16 16 -25536 -25536 70 -7 TRUE TRUE");
+  ASSERT_EQ(run("P", {"-2147483648", "3", "-7"}), 0u);
+  EXPECT_EQ(output("R"), "536870918 536870918 -357913929 -357913929 -56 -56 0 -2147483648 TRUE TRUE");
+}
+
+TEST_F(EngineTest, FlatProgramsLeaveNullsAndZeroDivisorsToTheTree) {
+  ASSERT_EQ(store(R"(create procedure P(in WHICH integer, in A integer, out R char(20))
+declare var N, X integer;
+code
+  R := "none";
+  case WHICH
+    when 1 then X := (A + N) * 2 - 1;
+    when 2 then if (A + N) * 2 > A - 1 then R := "taken"; endif;
+    when 3 then X := (A + 1) * 2 / (A - A);
+    when 4 then while (A + 1) * 2 > N - 1 loop A := A - 1; endloop;
+  endcase;
+exceptions
+  when NULLDATA then R := "nulldata";
+  when DIVZERO then R := "divzero";
+end;)"), 0u);
+  const std::pair<const char*, const char*> cases[] = {
+      {"1", "nulldata"}, {"2", "nulldata"}, {"3", "divzero"}, {"4", "nulldata"}};
+  for (auto [which, want] : cases) {
+    ASSERT_EQ(run("P", {which, "5"}), 0u);
+    EXPECT_EQ(output("R"), want) << which;
+  }
 }
 
 }  // namespace
