@@ -11,6 +11,7 @@
 
 #include "protocol/request.h"
 #include "text/unicode.h"
+#include "kernel/debug/debugger.h"
 #include "kernel/engine/engine.h"
 #include "kernel/errors.h"
 #include "kernel/execute_call.h"
@@ -84,16 +85,7 @@ uint32_t run_statement(Session* s, const std::string& sql, uint32_t* changes) {
 
 // "    ": a statement; an execute call, the catalogue's create / alter / drop, or any other
 // SQL.
-void handle_execute(Session* s, const KernelRequest& r, KernelAnswer* a) {
-  if (run_call(s, part_text(r, 1), a)) return;
-  select_close(s);
-  s->catalog.active = false;
-  const std::string text = text_to_utf8(part_text(r, 1), s->codepage);
-  if (catalog_statement(catalog_context(s), text, a)) return;
-  uint32_t changes = 0;
-  a->code = run_statement(s, catalog_rewrite(text), &changes);
-  a->argument = changes;
-}
+void handle_execute(Session* s, const KernelRequest& r, KernelAnswer* a) { session_run_text(s, part_text(r, 1), a); }
 
 // SLCT: an execute call answers as the blank command does; anything else is a select.
 void handle_select(Session* s, const KernelRequest& r, KernelAnswer* a) {
@@ -114,8 +106,13 @@ void handle_text_portion(Session* s, const KernelRequest& r, KernelAnswer* a) {
   catalog_text_portion(catalog_context(s), r.block.position, r.block.answer_length, a);
 }
 
+// PROC: the procedure list here, every other sub-command in the debugger.
 void handle_proc(Session* s, const KernelRequest& r, KernelAnswer* a) {
-  catalog_proc_command(catalog_context(s), r.block.position, r.block.argument, r.block.answer_length, a);
+  if (r.block.position == PROC_LIST_PROCEDURES) {
+    catalog_proc_command(catalog_context(s), r.block.position, r.block.argument, r.block.answer_length, a);
+    return;
+  }
+  debugger_command(s, r, a);
 }
 
 void handle_describe(Session* s, const KernelRequest&, KernelAnswer* a) { select_describe(s, a); }
@@ -197,6 +194,17 @@ constexpr bool commands_well_formed() {
 static_assert(commands_well_formed());
 
 }  // namespace
+
+void session_run_text(Session* s, std::string_view text, KernelAnswer* a) {
+  if (run_call(s, text, a)) return;
+  select_close(s);
+  s->catalog.active = false;
+  const std::string utf8 = text_to_utf8(text, s->codepage);
+  if (catalog_statement(catalog_context(s), utf8, a)) return;
+  uint32_t changes = 0;
+  a->code = run_statement(s, catalog_rewrite(utf8), &changes);
+  a->argument = changes;
+}
 
 std::span<const KernelCommand> kernel_commands() { return KERNEL_COMMANDS; }
 

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <span>
+#include <string_view>
 #include <vector>
 
 #include "kernel/frame.h"
@@ -53,6 +54,12 @@ struct Handled {
   bool answered = false;      // *answer is to be sent (false: not even a trailer to answer to)
   bool ends_session = false;  // CLOS: the session takes no further requests
 };
+
+// Runs a statement of the blank command on the session, its text in the session's code page,
+// as if the client had sent it: an execute call, a catalogue statement, or other SQL. The
+// calling thread holds the connection. The debugger runs its statements on a client's
+// internal channel so.
+void session_run_text(Session* s, std::string_view text, KernelAnswer* a);
 
 // Runs one request frame of the session; the calling thread must hold its connection. The
 // answer is fitted to one exchange (one too long is kept for MGET). *request receives the

@@ -5,15 +5,21 @@
 #include "kernel/server.h"
 
 #include <cassert>
+#include <chrono>
+#include <condition_variable>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <mutex>
+#include <thread>
 
 #include "kernel/answer.h"
 #include "protocol/records.h"
 #include "text/codepage.h"
+#include "kernel/debug/channels.h"
+#include "kernel/debug/debugger.h"
 #include "kernel/demo.h"
 #include "kernel/dispatch.h"
 #include "kernel/engine/engine.h"
@@ -32,6 +38,8 @@ namespace tavrel::kernel {
 namespace {
 
 constexpr size_t SESSIONS_MAX = 1000;
+// How often the server looks for sessions whose client process has gone.
+constexpr auto REAP_PERIOD = std::chrono::seconds(1);
 
 struct Server {
   KernelOptions options;
@@ -68,12 +76,43 @@ std::string database_name(const KernelOptions& options) {
   return std::filesystem::path(options.db_path).stem().string();
 }
 
+// Ends a session: no request reaches it any more, what it runs is interrupted (a procedure,
+// one parked in the debugger, a debugger request waiting for an execution), and its worker
+// ends after the requests already posted.
 void end_session(Server& server, uint16_t channel) {
   auto it = server.sessions.find(channel);
   if (it == server.sessions.end()) return;
+  channels_remove(it->second.get());
+  session_interrupt(it->second.get());
   session_stop(it->second.get());
   server.sessions.erase(it);
 }
+
+// Wakes the server's receiving every REAP_PERIOD, so that the sessions of clients that died
+// are ended even while no request comes: what they debugged must not wait for them.
+struct Reaper {
+  IpcEndpoint* endpoint = nullptr;
+  std::mutex lock;
+  std::condition_variable wake;
+  bool stop = false;
+  std::thread thread;
+
+  void start(IpcEndpoint* server_endpoint) {
+    endpoint = server_endpoint;
+    thread = std::thread([this] {
+      std::unique_lock hold(lock);
+      while (!wake.wait_for(hold, REAP_PERIOD, [this] { return stop; })) ipc_receive_wake(endpoint);
+    });
+  }
+  void finish() {
+    {
+      std::lock_guard hold(lock);
+      stop = true;
+    }
+    wake.notify_one();
+    if (thread.joinable()) thread.join();
+  }
+};
 
 // Sessions whose worker has ended (CLOS) or whose client process has gone.
 void reap(Server& server) {
@@ -124,6 +163,7 @@ void open_session(Server& server, const KernelRequest& r) {
   session->endpoint = server.endpoint;
   a.channel = session->channel;
   session_start(session.get());
+  channels_add(session.get());
   server.sessions.emplace(a.channel, std::move(session));
   answer_send(server.endpoint, r, a);
 }
@@ -224,12 +264,20 @@ int kernel_serve(const KernelOptions& options) {
     ipc_close(server.endpoint);
     return 2;
   }
+  debugger_install();
+  Reaper reaper;
+  reaper.start(server.endpoint);
   std::vector<uint8_t> buffer(EXCHANGE_MAX);
   for (;;) {
     const long n = ipc_receive(server.endpoint, buffer.data(), buffer.size());
+    if (n == IPC_WOKEN) {
+      reap(server);
+      continue;
+    }
     if (n <= 0) break;
     dispatch(server, std::vector<uint8_t>(buffer.begin(), buffer.begin() + n));
   }
+  reaper.finish();
   while (!server.sessions.empty()) end_session(server, server.sessions.begin()->first);
   ipc_close(server.endpoint);
   storage_disconnect(server.db);

@@ -13,6 +13,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -33,6 +34,13 @@ struct IpcEndpoint;
 namespace tavrel::kernel {
 
 struct EngineSession;
+struct Session;
+
+// Work handed to a session's worker by another session's request (the debugger runs a
+// statement on its client's internal channel so): it runs like a request, holding the
+// session's connection, with run true; a job the session ends before running is called with
+// run false, and must then only say that it did not run.
+using SessionJob = std::function<void(Session* session, bool run)>;
 
 struct Session {
   uint16_t channel = 0;
@@ -46,9 +54,11 @@ struct Session {
   std::mutex lock;
   std::condition_variable wake;
   std::deque<std::vector<uint8_t>> queue;
+  std::deque<SessionJob> jobs;  // run before the queued requests
   bool closing = false;  // the server asked the worker to end after the queued requests
   bool closed = false;   // CLOS answered: the session takes no further requests
   bool running = false;  // a request of the session runs: the connection is held
+  bool running_job = false;  // what runs is a job (SessionJob), not a request of the client
   std::atomic<bool> finished{false};  // the worker has ended and closed the connection
 
   Connection connection;

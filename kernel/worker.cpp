@@ -10,8 +10,10 @@
 #include <thread>
 
 #include "kernel/answer.h"
+#include "kernel/debug/debugger.h"
 #include "kernel/dispatch.h"
 #include "kernel/engine/engine.h"
+#include "kernel/engine/session.h"
 #include "kernel/select.h"
 #include "kernel/storage.h"
 #include "platform/platform.h"
@@ -60,27 +62,62 @@ bool run_here(Session* s, const std::vector<uint8_t>& message, const KernelComma
   return true;
 }
 
+// Interrupts what the session runs; its lock is held. Not the holder: sqlite3_interrupt is
+// the one call made on a connection another thread holds, and the lock keeps the worker from
+// closing it meanwhile.
+void interrupt_held(Session* session) {
+  if (session->running) session->interrupted = true;
+  if (session->connection.db != nullptr) sqlite3_interrupt(session->connection.db);
+  if (session->engine != nullptr) engine_interrupt(session->engine);
+  debugger_interrupt(session);
+}
+
 void worker(Session* s) {
   for (;;) {
     std::vector<uint8_t> message;
+    SessionJob job;
     {
       std::unique_lock lock(s->lock);
-      s->wake.wait(lock, [s] { return !s->running && (!s->queue.empty() || s->closing); });
-      if (s->queue.empty()) break;
-      message = std::move(s->queue.front());
-      s->queue.pop_front();
+      s->wake.wait(lock, [s] { return !s->running && (!s->queue.empty() || !s->jobs.empty() || s->closing); });
+      if (!s->jobs.empty()) {
+        job = std::move(s->jobs.front());
+        s->jobs.pop_front();
+      } else if (s->queue.empty()) {
+        break;
+      } else {
+        message = std::move(s->queue.front());
+        s->queue.pop_front();
+      }
       s->running = true;
+      s->running_job = static_cast<bool>(job);
       s->interrupted = false;
+      // A KILL of an earlier request is over: the engine's flag would end the next trigger
+      // action that a plain statement fires (an execute call clears it itself).
+      if (s->engine != nullptr) s->engine->interrupted.store(false);
       connection_hold(&s->connection);
     }
-    const bool more = run_and_answer(s, message);
+    bool more = true;
+    if (job) {
+      job(s, true);
+    } else {
+      more = run_and_answer(s, message);
+    }
     {
       std::lock_guard lock(s->lock);
       connection_release(&s->connection);
       s->running = false;
+      s->running_job = false;
     }
     if (!more) break;
   }
+  // Jobs that came too late are told so; then what the session debugged is released.
+  std::deque<SessionJob> late;
+  {
+    std::lock_guard lock(s->lock);
+    late.swap(s->jobs);
+  }
+  for (SessionJob& job : late) job(s, false);
+  debugger_session_end(s);
   std::lock_guard lock(s->lock);
   assert(!s->running);
   connection_hold(&s->connection);
@@ -98,6 +135,7 @@ void worker(Session* s) {
 
 void session_start(Session* session) {
   assert(session->connection.db != nullptr && !session->worker.joinable());
+  debugger_install();
   sqlite3_busy_handler(session->connection.db, session_busy, session);
   session->worker = std::thread(worker, session);
 }
@@ -106,8 +144,13 @@ bool session_post(Session* session, std::vector<uint8_t> message) {
   std::unique_lock lock(session->lock);
   if (session->closed || session->closing) return false;
   const KernelCommand* command = kernel_command_of_frame(message);
+  // The client closes a channel on which the debugger runs a statement for it (its internal
+  // channel): the statement ends, parked or not, so that the close is answered.
+  if (command != nullptr && (command->flags & COMMAND_ENDS_SESSION) != 0 && session->running_job) {
+    interrupt_held(session);
+  }
   if (command != nullptr && (command->flags & (COMMAND_FROM_MEMORY | COMMAND_QUICK_SELECT)) != 0 &&
-      !session->running && session->queue.empty()) {
+      !session->running && session->queue.empty() && session->jobs.empty()) {
     session->running = true;
     session->interrupted = false;
     connection_hold(&session->connection);
@@ -117,11 +160,24 @@ bool session_post(Session* session, std::vector<uint8_t> message) {
     connection_release(&session->connection);
     session->running = false;
     if (answered) {
-      if (!session->queue.empty() || session->closing) session->wake.notify_one();
+      if (!session->queue.empty() || !session->jobs.empty() || session->closing) session->wake.notify_one();
       return true;
     }
   }
   session->queue.push_back(std::move(message));
+  session->wake.notify_one();
+  return true;
+}
+
+bool session_post_job(Session* session, SessionJob job) {
+  std::lock_guard lock(session->lock);
+  // Jobs wait behind jobs (one that is ending as this one comes, say); a request of the
+  // client's own, running or waiting, makes the session busy.
+  if (session->closed || session->closing || (session->running && !session->running_job) ||
+      !session->queue.empty()) {
+    return false;
+  }
+  session->jobs.push_back(std::move(job));
   session->wake.notify_one();
   return true;
 }
@@ -136,12 +192,8 @@ void session_stop(Session* session) {
 }
 
 void session_interrupt(Session* session) {
-  // Not the holder: sqlite3_interrupt is the one call made on a connection another thread
-  // holds. The lock keeps the worker from closing it meanwhile.
   std::lock_guard lock(session->lock);
-  if (session->running) session->interrupted = true;
-  if (session->connection.db != nullptr) sqlite3_interrupt(session->connection.db);
-  if (session->engine != nullptr) engine_interrupt(session->engine);
+  interrupt_held(session);
 }
 
 int session_busy_ms() {

@@ -18,10 +18,14 @@ void session_start(Session* session);
 // Hands a request frame to the session; false when the session was closed meanwhile (the
 // caller then answers for it).
 bool session_post(Session* session, std::vector<uint8_t> message);
+// Hands a job to the session's worker, to run after the jobs before it; false, with nothing
+// posted, when a request of the session runs or waits, or the session is ending.
+bool session_post_job(Session* session, SessionJob job);
 // Lets the worker end after the requests already posted; then joins it.
 void session_stop(Session* session);
 // Interrupts what the session runs (KILL), from any thread: its SQL, an execution of the
-// engine, a wait for a lock.
+// engine (parked in the debugger or not), a wait for a lock, a debugger request that waits
+// for an execution.
 void session_interrupt(Session* session);
 
 // How long a session's statement waits for a lock that another connection holds before it

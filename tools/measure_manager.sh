@@ -15,6 +15,12 @@
 #   open       Enter on the last row (BIG_10K)  ... its head line written in the editor
 #   key        one letter typed at the start of the text ... that letter written (median of
 #              40 letters a run)
+# and, debugging the demo procedure SUM_TO (a loop) on the same kernel:
+#   step       F8 at a stop ... the end of the redraw that shows the next stopped line with
+#              the Locals and the Stack fetched again (median of 20 steps a run; the redraw
+#              is taken as ended when 100 ms pass without output)
+#   run 10^6   Enter in " Входные параметры " with N = 1000000 ... "завершилась" written,
+#              beside tavrel-sql executing the same statement (process start to end)
 # The output is read as it arrives (poll), so the resolution is that of the clock and the
 # scheduler, well under 0.1 ms; what the terminal then takes to paint is not included.
 set -euo pipefail
@@ -62,11 +68,14 @@ count=$("$build/tavrel-sql" -U DEMO/DEMO -c "select count(*) from system.\$\$\$P
 lines=$("$build/tavrel-sql" -U DEMO/DEMO -c "select length(\$\$\$BODY) - length(replace(\$\$\$BODY, char(10), '')) + 1 from system.\$\$\$PROC where \$\$\$NAME = 'BIG_10K';")
 printf 'stored: %s procedures (BIG_10K has %s lines) in %s s\n' "$count" "$lines" "$(awk -v a="$start" -v b="$(date +%s.%N)" 'BEGIN { printf "%.1f", b - a }')"
 
-python3 - "$build/procman" "$runs" <<'EOF_PY'
-import os, pty, select, signal, statistics, struct, sys, time, fcntl, termios
+python3 - "$build/procman" "$runs" "$build/tavrel-sql" <<'EOF_PY'
+import os, pty, select, signal, statistics, struct, subprocess, sys, time, fcntl, termios
 
-procman, runs = sys.argv[1], int(sys.argv[2])
+procman, runs, sql = sys.argv[1], int(sys.argv[2]), sys.argv[3]
 ENTER, END = b"\r", b"\x1b[F"
+DOWN, BACKSPACE = b"\x1b[B", b"\x7f"
+F4, F6, F8, F9 = b"\x1bOS", b"\x1b[17~", b"\x1b[19~", b"\x1b[20~"
+CTRL_F3, CTRL_F8 = b"\x1b[1;5R", b"\x1b[19;5~"
 
 class Session:
     def __init__(self):
@@ -101,6 +110,21 @@ class Session:
         os.write(self.fd, keys)
         return now
 
+    # Reads until no output came for `quiet` seconds; the time of the last read. With
+    # expect, output must come first (within the limit); without, none at all is fine.
+    def settle(self, quiet=0.1, limit=60.0, expect=False):
+        last = None
+        deadline = time.monotonic() + limit
+        while time.monotonic() < deadline:
+            ready, _, _ = select.select([self.fd], [], [], quiet)
+            if not ready:
+                if last is not None or not expect:
+                    return last
+                continue
+            os.read(self.fd, 1 << 16)
+            last = time.monotonic()
+        raise SystemExit("no output settled")
+
     def end(self):
         os.kill(self.pid, signal.SIGTERM)
         os.waitpid(self.pid, 0)
@@ -126,6 +150,62 @@ for run in range(runs):
         keys.append(s.wait_for(chr(letter)) - t0)
     results["key"].append(statistics.median(keys))
     s.end()
+
+# Opens SUM_TO from the list (its name typed: the list's search) in a fresh procman.
+def open_sum_to():
+    s = Session()
+    s.wait_for("МЕНЮ")
+    s.send(ENTER)
+    s.wait_for("ткрыть процедуру")
+    s.send(ENTER)
+    s.wait_for(" Процедуры ")
+    s.send(b"SUM_TO")
+    time.sleep(0.2)
+    s.send(ENTER)
+    s.wait_for("create procedure SUM_TO")
+    return s
+
+results["step"] = []
+results["run 10^6"] = []
+results["sql 10^6"] = []
+for run in range(runs):
+    # A breakpoint in the loop, the Stack open beside the Locals, the source window current.
+    s = open_sum_to()
+    s.send(F4)
+    s.wait_for("ОТЛАДКА")
+    s.send(DOWN * 7)
+    s.settle()
+    s.send(CTRL_F8)
+    s.settle()
+    s.send(F9)
+    s.wait_for("Входные параметры")
+    s.send(ENTER)
+    s.wait_for("Исполнение")
+    s.settle()
+    s.send(CTRL_F3)
+    s.wait_for("Стек вызова")
+    s.send(F6)
+    s.settle()
+    steps = []
+    for _ in range(20):
+        t0 = s.send(F8)
+        steps.append(s.settle(expect=True) - t0)
+    results["step"].append(statistics.median(steps))
+    s.end()
+
+    s = open_sum_to()
+    s.send(F9)
+    s.wait_for("Входные параметры")
+    s.send(b"\x1b[F" + BACKSPACE * 4 + b"1000000")
+    s.settle()
+    t0 = s.send(ENTER)
+    results["run 10^6"].append(s.wait_for("завершилась", limit=300) - t0)
+    s.end()
+
+    t0 = time.monotonic()
+    subprocess.run([sql, "-U", "DEMO/DEMO", "-c", 'execute "SUM_TO"(1000000);'], check=True,
+                   stdout=subprocess.DEVNULL)
+    results["sql 10^6"].append(time.monotonic() - t0)
 
 print("%-10s %10s %10s %10s   (%d runs)" % ("", "median", "min", "max", runs))
 for name, values in results.items():

@@ -27,6 +27,11 @@ ExecTable& table() {
 
 std::mutex& executions_lock() { return table().lock; }
 
+std::atomic<int>& debug_calls_awaited() {
+  static std::atomic<int> count{0};
+  return count;
+}
+
 ExecRecord* executions_find_locked(uint16_t id) {
   if (id >= EXEC_IDS) return nullptr;
   return (*table().slots)[id];

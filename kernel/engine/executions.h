@@ -9,6 +9,7 @@
 #include <atomic>
 #include <cstdint>
 #include <mutex>
+#include <string_view>
 #include <vector>
 
 #include "protocol/codes.h"
@@ -32,8 +33,13 @@ struct ExecRecord {
   std::atomic<uint32_t> flags{0};    // EXEC_AT_BREAKPOINT ... EXEC_FINISHED (0: running)
   // Quanta used: one per backward jump and one per call made.
   std::atomic<uint32_t> quanta{0};
-  // Set by a debugger to stop the execution at its next statement.
+  // Set by a debugger: the statement loop calls its stop hook (below) before a statement.
   std::atomic<bool> trap{false};
+  // With the trap set, the statements (by index in the unit's code) the debugger wants to
+  // see: a non-zero byte each; nullptr for every statement. Both are set in the debugger's
+  // hooks, and by a debugger that ends the execution from another thread (hence atomics,
+  // read relaxed: plain loads).
+  std::atomic<const uint8_t*> stops{nullptr};
   std::atomic<int16_t> exception{0};
 };
 
@@ -57,10 +63,27 @@ std::vector<ExecSnapshot> executions_list();
 template <typename Fn>
 bool executions_with(uint16_t id, Fn fn);
 
-// Called at a statement of an execution whose trap flag is set, on the executing thread (the
-// debugger parks the execution there). Without one the flag is cleared and nothing happens.
-using DebugStop = void (*)(EngineSession* session, ExecRecord* record);
-void set_debug_stop(DebugStop hook);
+// The debugger's hooks into the executor, all called on the executing thread:
+//   stop   before a statement of an execution whose trap is set and whose stops table marks
+//          the statement (or that has none). The record's line still holds the line of the
+//          statement run before in that execution. 0 runs the statement; any other value is
+//          raised instead of running it (RAISE_INTERRUPT when the debugger ends the run).
+//   enter  when an execution has entered the table, while a debugger is attached to the
+//          session (EngineSession::debugger) or some debugger awaits calls (below);
+//   leave  before an attached session's execution leaves the table, with the code it ends
+//          with (0, an exception, RAISE_INTERRUPT) and its frame still whole;
+//   print  each PRINT message of an attached session, without PRINT's head.
+// Installed once, before any session runs; without them nothing is called.
+struct DebugHooks {
+  int32_t (*stop)(EngineSession* session, ExecRecord* record, int pc) = nullptr;
+  void (*enter)(EngineSession* session, ExecRecord* record) = nullptr;
+  void (*leave)(EngineSession* session, ExecRecord* record, int32_t code) = nullptr;
+  void (*print)(EngineSession* session, std::string_view text) = nullptr;
+};
+void set_debug_hooks(const DebugHooks& hooks);
+// How many debuggers wait for a call from any session: while it is above 0 every session's
+// executions go through the enter hook.
+std::atomic<int>& debug_calls_awaited();
 
 // The table itself, for executions_with.
 std::mutex& executions_lock();

@@ -676,6 +676,8 @@ bool eval_condition(EngineSession& es, Frame& f, const Expr& e) {
 
 // --- the session's hooks ---------------------------------------------------------------------
 
+DebugHooks debug_hooks;
+
 const Value* cursor_cell(Frame& f, int var, int column, int32_t* error) {
   CursorState* c = f.cursors.empty() ? nullptr : &f.cursors[static_cast<size_t>(var)];
   if (c == nullptr || !c->open) {
@@ -743,6 +745,9 @@ int call_routine_hook(EvalContext& ctx, int routine, const Value* args, int argc
 void print_hook(void* user, std::string_view text) {
   EngineSession& es = *static_cast<EngineSession*>(user);
   if (text.starts_with(PRINT_HEAD)) text.remove_prefix(PRINT_HEAD.size());
+  if (es.debugger.load(std::memory_order_relaxed) != nullptr && debug_hooks.print != nullptr) {
+    debug_hooks.print(&es, text);
+  }
   if (es.outcome != nullptr) {
     es.outcome->messages.emplace_back(text);
   } else {
@@ -1171,8 +1176,6 @@ int32_t call_statement(EngineSession& es, Frame& f, const Statement& s) {
   return call_by_name(es, f, s.call_slot, l.name, args, static_cast<int>(n), link);
 }
 
-DebugStop debug_stop_hook = nullptr;
-
 // The instruction after s (at pc) when s does not jump: the next one, or the one past the
 // join of IF or CASE that follows s.
 inline int after(const Statement& s, int pc) {
@@ -1376,14 +1379,18 @@ int32_t run_code(EngineSession& es, Frame& f) {
   bool in_handler = false;
   for (;;) {
     const Statement& s = code[pc];
-    f.record.line.store(s.line, std::memory_order_relaxed);
+    // The stop point: one predictable branch while no debugger watches. The hook runs before
+    // the line is recorded, so that it sees the line of the statement run before.
     if (f.record.trap.load(std::memory_order_relaxed)) [[unlikely]] {
-      if (debug_stop_hook != nullptr) {
-        debug_stop_hook(&es, &f.record);
-      } else {
-        f.record.trap.store(false, std::memory_order_relaxed);
+      const uint8_t* stops = f.record.stops.load(std::memory_order_relaxed);
+      if (stops == nullptr || stops[pc] != 0) {
+        if (const int32_t c = debug_hooks.stop != nullptr ? debug_hooks.stop(&es, &f.record, pc) : 0; c != 0) {
+          raise(f, c);
+          goto exception_raised;  // the statement is not run
+        }
       }
     }
+    f.record.line.store(s.line, std::memory_order_relaxed);
     switch (s.kind) {
       case StmtKind::INT_SET:
         put_int(f.vars[s.variable], s.form.type, s.form.k);
@@ -1537,6 +1544,7 @@ int32_t run_code(EngineSession& es, Frame& f) {
         __builtin_unreachable();
     }
     // An exception was raised by the statement at pc.
+  exception_raised:
     const int32_t raised = f.raised;
     if (raised == 0) {
       ++pc;  // a statement that broke out without raising (cannot happen): go on
@@ -1634,7 +1642,9 @@ void give_back_cursors(EngineSession& es, Frame& f) {
 
 }  // namespace
 
-void set_debug_stop(DebugStop hook) { debug_stop_hook = hook; }
+void set_debug_hooks(const DebugHooks& hooks) { debug_hooks = hooks; }
+
+int32_t frame_assign(Frame& f, int var, const Value& v) { return store(f, var, v); }
 
 CursorState* frame_cursor(Frame& f, const Value& cursor) {
   if (cursor.type != TYPE_CURSOR || f.cursors.empty()) return nullptr;
@@ -1666,8 +1676,9 @@ int32_t call_unit(EngineSession& es, const Unit& u, const Value* args, int argc,
   if (executions_enter(&f.record) != 0) return EXCEPTION_NOMEM;
   es.depth++;
   es.current = &f;
-  if (es.trigger_depth > 0 && es.depth > 0) {
-    // (trigger actions run inside the statement that fired them: no savepoints there)
+  if (es.debugger.load(std::memory_order_relaxed) != nullptr ||
+      debug_calls_awaited().load(std::memory_order_relaxed) != 0) [[unlikely]] {
+    if (debug_hooks.enter != nullptr) debug_hooks.enter(&es, &f.record);
   }
 
   int32_t code = 0;
@@ -1739,6 +1750,9 @@ int32_t call_unit(EngineSession& es, const Unit& u, const Value* args, int argc,
     }
     link.outcome->has_result = u.has_result;
     if (u.has_result) put_wire(f.result, &link.outcome->result);
+  }
+  if (es.debugger.load(std::memory_order_relaxed) != nullptr && debug_hooks.leave != nullptr) [[unlikely]] {
+    debug_hooks.leave(&es, &f.record, code);
   }
   f.record.flags.store(EXEC_FINISHED, std::memory_order_relaxed);
   executions_leave(&f.record);

@@ -32,6 +32,11 @@ int32_t call_unit(EngineSession& es, const Unit& unit, const Value* args, int ar
 // The session's hook for built-ins bound to the session or database (bound.cpp).
 int bound_builtin(EvalContext& ctx, int number, const Value* args, int argc, Value* result);
 
+// Stores v into variable var of a frame, converted to its declared type (texts into the
+// frame's storage): 0, or the exception the conversion raises. The debugger assigns a parked
+// frame's variables through it.
+int32_t frame_assign(Frame& f, int var, const Value& v);
+
 // The state of the cursor a CURSOR value names in the running frame; nullptr when none.
 CursorState* frame_cursor(Frame& f, const Value& cursor);
 

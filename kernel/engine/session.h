@@ -25,6 +25,8 @@ struct sqlite3_stmt;
 
 namespace tavrel::kernel {
 
+struct DebugTarget;
+
 // A value of a cursor's row: the value and the storage of its text.
 struct Cell {
   Value value;
@@ -81,6 +83,9 @@ struct EngineSession {
   std::string user;      // CP866
   std::string database;  // CP866
   std::atomic<bool> interrupted{false};
+  // The debugger's record of this session's executions while a debugger is attached to them
+  // (kernel/debug); set and cleared by the executing thread only.
+  std::atomic<DebugTarget*> debugger{nullptr};
   std::mutex sleep_lock;
   std::condition_variable sleep_wake;
 

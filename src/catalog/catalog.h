@@ -47,6 +47,8 @@ uint32_t find_procedure_by_name(const char* name);
 uint32_t find_trigger_by_name(const char* name);
 // The name of a procedure, or of the trigger whose action it is; "" on failure.
 std::string procedure_name_by_id(uint32_t id);
+// The name of the trigger whose action a procedure is; "" when it is no trigger's action.
+std::string trigger_name_by_action(uint32_t id);
 // The stored text of a procedure; false (after the report) when it could not be read.
 bool read_procedure_text(uint32_t id, std::string* text);
 

@@ -79,6 +79,21 @@ std::string procedure_name_by_id(uint32_t id) {
   return name_of(answer);
 }
 
+std::string trigger_name_by_action(uint32_t id) {
+  RequestBlock* b = catalog_block();
+  char answer[NAME_BYTES + 2] = {};
+  const std::string statement = catalog_format_id(NAME_OF_TRIGGER, id);
+  set_command(b, "SLCT");
+  b->answer_length = NAME_BYTES;
+  const uint32_t rc = kernel_call(b, nullptr, statement.c_str(), nullptr, answer);
+  set_command(b, "PROC");
+  if (rc != 0) {
+    if (rc != KERNEL_NO_MORE_ROWS && rc != KERNEL_NOT_FOUND) report_kernel_error(b, rc, b->system_code);
+    return "";
+  }
+  return name_of(answer);
+}
+
 bool read_procedure_text(uint32_t id, std::string* text) {
   RequestBlock* b = catalog_block();
   uint8_t body[ROW_BODY] = {};

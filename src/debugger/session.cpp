@@ -53,6 +53,9 @@ void debugger_init(Debugger& d, RequestBlock* block, std::string_view connect, s
   if (block != nullptr) std::memcpy(block->command, "PROC", 4);
   d.connect.assign(connect);
   d.codepage.assign(codepage);
+  // The texts of BIGINT and NUMERIC forms are carved from the stack memory's text pool, which
+  // an evaluation would otherwise set up only later.
+  stack_mem_setup(d.memory);
   string_pool_init(d.pool, &d.memory, STACK_TEXT_A);
   d.eval = EvalContext{};
   d.eval.strings = &d.pool;

@@ -61,10 +61,12 @@ int proc_call_waiting(Debugger& d, uint32_t subcommand, uint32_t argument, std::
   RequestBlock* b = d.block;
   b->flags |= REQUEST_ASYNC;
   b->flags &= ~REQUEST_COMPLETED;
-  d.calls.call(b, nullptr, nullptr, nullptr, answer, no_completion);
-  if (not_reached(b->return_code)) {
+  // Whether the request went out is the call's own code: until the request completes, the
+  // block is the channel reader's to write.
+  const uint32_t sent = d.calls.call(b, nullptr, nullptr, nullptr, answer, no_completion);
+  if (not_reached(sent)) {
     b->flags &= ~REQUEST_ASYNC;
-    return static_cast<int>(b->return_code);
+    return static_cast<int>(sent);
   }
   show_wait(d, true);
   bool ended = false;

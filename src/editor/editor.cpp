@@ -315,13 +315,14 @@ void mouse(Editor* e) {
 
 // --- Drawing --------------------------------------------------------------------------
 
+// The execution line first, then the debugger's marks (breakpoints), then the block.
 uint8_t line_attr(const Editor* e, int line) {
+  if (line == e->exec_line) return colour(ROLE_EDITOR_EXEC_LINE);
   if (g_hooks.line_attr != nullptr) {
     uint8_t a = g_hooks.line_attr(e, line);
     if (a != 0) return a;
   }
   if (e->block_start != NO_LINE && line >= e->block_start && line <= e->block_end) return colour(ROLE_EDITOR_BLOCK);
-  if (line == e->exec_line) return colour(ROLE_EDITOR_EXEC_LINE);
   return colour(ROLE_EDITOR);
 }
 
@@ -467,6 +468,11 @@ std::string editor_title(const Editor* e) {
   std::string title = " ";
   if (e->modified) title += "*";
   title += e->name;
+  // A window whose procedure is under debugging says so.
+  if (e->debug_procedure >= 0) {
+    title += " ";
+    title += message_text(MSG_VIEW_DEBUG_MARK);
+  }
   title += " ";
   return title;
 }
@@ -551,7 +557,8 @@ void editor_draw(const Editor* e) {
   if (!is_shown(e)) return;
   begin_update();
   const Window* w = window_active();
-  window_set_title(editor_title(e).c_str(), 2, w->frame_attr);
+  // A view's title stands at the left, where windows beside it leave it in sight.
+  window_set_title(editor_title(e).c_str(), e->kind == EDITOR_VIEW ? 1 : 2, w->frame_attr);
   draw_frame_marks(e);
   int rows = window_height(), columns = window_width();
   int top = first_line(e), left = first_column(e);

@@ -1,9 +1,12 @@
 // The expression calculator of Shift+F9: a window with a formula and a result field over
-// the client-side evaluator; the result shows the value in its typed-value form, or
+// the client-side evaluator (or, while an execution is stopped in the debugger, over its
+// selected frame); the result shows the value in its typed-value form, or
 // "Ошибка при вычислении" / "Попытка присвоения".
 #include <cstdio>
 #include <cstring>
 
+#include "debugger/manager.h"
+#include "debugger/view_lists.h"
 #include "shell/shell.h"
 #include "translator/evaluator.h"
 #include "translator/value_form.h"
@@ -43,9 +46,21 @@ struct CalcForm {
 
 CalcForm g_form;
 
-// Enter in the formula field: evaluate, show the result and move to it.
+// A variable of the stopped execution was assigned: the views show it once the calculator
+// has closed.
+bool g_assigned = false;
+
+// Enter in the formula field: evaluate, show the result and move to it. While an execution
+// is stopped in the debugger the formula is evaluated in its selected frame.
 void evaluate_formula(Form* form, int) {
-  std::string text = calculator_result(g_form.formula);
+  std::string text;
+  bool assigned = false;
+  if (debug_calculate(g_form.formula, &text, &assigned)) {
+    if (text.size() > FIELD_LENGTH) text.resize(FIELD_LENGTH);
+    g_assigned = g_assigned || assigned;
+  } else {
+    text = calculator_result(g_form.formula);
+  }
   std::snprintf(g_form.result, sizeof g_form.result, "%s", text.c_str());
   form->focus = g_form.result_item;
   form_draw(form);
@@ -111,10 +126,13 @@ void calculator_open() {
   form_add_label(&cf.form, 3, 2, message_text(MSG_CALC_RESULT));
   cf.result_item =
       form_add_field(&cf.form, 3, FIELD_COLUMN, cf.result, picture.c_str(), FIELD_VISIBLE, close_calculator);
+  g_assigned = false;
   form_run(&cf.form);
   window_close();
   help_category_set_current(category);
   hint_select(category);
+  // The windows are drawn again by the loop of the current window, not inside this hot key.
+  if (g_assigned) stuff_key(KEY_VIEWS_CHANGED);
 }
 
 }  // namespace tavrel

@@ -67,7 +67,7 @@ const MenuRecord MENU_TABLE[] = {
     {111, BAR_DEBUGGER, MSG_MENU_MONITOR, MENU_COMMAND, ACT_OPEN_NOW, KIND_MONITOR},
     {114, BAR_DEBUGGER, MSG_MENU_EVALUATE, MENU_COMMAND, ACT_KEY_ONLY, KEY_SHIFT_F9},
     {112, BAR_DEBUGGER, MSG_MENU_CALL_STACK, MENU_COMMAND, ACT_OPEN_NOW, KIND_CALL_STACK},
-    {115, BAR_DEBUGGER, MSG_MENU_BREAKPOINTS, MENU_COMMAND, ACT_NOTHING, 0},
+    {115, BAR_DEBUGGER, MSG_MENU_BREAKPOINTS, MENU_COMMAND, ACT_BREAKPOINTS, 0},
 
     {BAR_WINDOW, 0, MSG_MENU_WINDOW, MENU_BAR_ENTRY, ACT_NONE, 0},
     {10, BAR_WINDOW, MSG_MENU_PREVIOUS, MENU_COMMAND, ACT_PREVIOUS, 0},
@@ -82,7 +82,7 @@ const MenuRecord MENU_TABLE[] = {
     {BAR_UTILITIES, 0, MSG_MENU_UTILITIES, MENU_BAR_ENTRY, ACT_NONE, 0},
     {117, BAR_UTILITIES, MSG_MENU_DROP_PROC, MENU_COMMAND, ACT_DROP, 0},
     {121, BAR_UTILITIES, MSG_MENU_DROP_TRIGGER, MENU_COMMAND, ACT_DROP, 1},
-    {118, BAR_UTILITIES, MSG_MENU_ACTIVE_PROCS, MENU_COMMAND, ACT_NOTHING, 0},
+    {118, BAR_UTILITIES, MSG_MENU_ACTIVE_PROCS, MENU_COMMAND, ACT_ACTIVE_LIST, 0},
 };
 const int MENU_TABLE_SIZE = static_cast<int>(sizeof MENU_TABLE / sizeof MENU_TABLE[0]);
 
@@ -164,6 +164,12 @@ void menu_do(int id) {
       else drop_trigger();
       s.main_state = s.current != nullptr ? STATE_WORK : STATE_MENU;
       break;
+    case ACT_BREAKPOINTS:
+    case ACT_ACTIVE_LIST:
+      if (r->action == ACT_BREAKPOINTS) breakpoints_command();
+      else active_procedures_command();
+      s.main_state = s.current != nullptr ? STATE_WORK : STATE_MENU;
+      break;
     default: break;
   }
 }
@@ -239,6 +245,7 @@ void run_main_menu() {
   s.in_menu = true;
   help_category_set_current(HELP_MAIN_MENU);
   hint_select(HELP_MAIN_MENU);
+  debug_facts_update();
   Menu* bar = menu_build();
   if (bar == nullptr) {
     s.in_menu = false;

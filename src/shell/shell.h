@@ -27,8 +27,10 @@ constexpr uint32_t STATE_RESIZE = 7;
 constexpr uint32_t STATE_CASCADE = 8;
 constexpr uint32_t STATE_ZOOM = 9;
 
-// Kinds of work window a menu item asks for.
+// Kinds of work window a menu item asks for. Kinds 1, 2, 4 and 5 are the debugger's views.
 constexpr uint32_t KIND_PROCEDURE = 0;
+constexpr uint32_t KIND_MESSAGES = 1;
+constexpr uint32_t KIND_LOCALS = 2;
 constexpr uint32_t KIND_MONITOR = 4;
 constexpr uint32_t KIND_CALL_STACK = 5;
 constexpr uint32_t KIND_FILE = 6;
@@ -37,7 +39,7 @@ constexpr uint32_t KIND_TRIGGER = 8;
 constexpr uint32_t KIND_NEW_TRIGGER = 9;
 
 constexpr int WINDOW_SLOTS = 100;
-constexpr size_t WORK_BUFFER_SIZE = 65535;
+constexpr size_t SHELL_BUFFER_SIZE = 65535;  // the work buffer
 constexpr int SCRATCH_LINES = 1000;
 constexpr int NO_POSITION = -1;  // the remembered menu position "none" (all bits set)
 
@@ -134,8 +136,9 @@ enum MenuActionKind : uint8_t {
   ACT_OPEN_NOW,    // open a window of kind value at once
   ACT_PREVIOUS,    // previous window
   ACT_NEXT,        // next window
-  ACT_NOTHING,     // commands whose screens live elsewhere: nothing visible
   ACT_DROP,        // drop a procedure (value 0) or a trigger (value 1)
+  ACT_BREAKPOINTS, // the breakpoint list
+  ACT_ACTIVE_LIST, // the list of active procedures
 };
 extern const MenuRecord MENU_TABLE[];
 extern const int MENU_TABLE_SIZE;
@@ -183,6 +186,9 @@ void calculator_open();  // the Shift+F9 window
 // pick list, from a file, or from a template. 0 when it holds a text, 1 when the user
 // cancelled or nothing could be read.
 int source_open(WorkWindow* w, uint32_t kind);
+// Fills a new source window with the stored text of a procedure or trigger action known by
+// its identifier and name (the debugger stopped in it); 0, or 1 when it cannot be read.
+int source_open_stored(WorkWindow* w, uint32_t procedure_id, const std::string& name);
 // The editor's F2 hook: stores the window's text.
 int source_store(Editor* editor);
 
@@ -199,11 +205,50 @@ void resize_current_window();              // state 7
 void cascade_windows();                    // state 8
 void zoom_current_window();                 // state 9
 void work_in_current_window();             // state 1
+bool is_view_kind(uint32_t kind);
+// The open window of a kind, the first in slot order; null when none.
+WorkWindow* window_of_kind(uint32_t kind);
+// The source window that shows a procedure; null when none.
+WorkWindow* source_window_of(uint32_t procedure_id);
+// Opens a source window for a stored procedure (made current); null when it cannot.
+WorkWindow* open_stored_window(uint32_t procedure_id, const std::string& name);
+// Opens a debugger view's window, or makes the open one current; 0, or 1 when it cannot.
+int open_view_window(uint32_t kind);
 // Shows the open windows again, in slot order with the current one on top.
 void show_windows();
 // The geometry of cascade position n.
 void cascade_frame(int n, int* top, int* left, int* bottom, int* right);
 // The work area a zoomed window fills.
 constexpr int WORK_TOP = 1, WORK_LEFT = 0, WORK_BOTTOM = 23, WORK_RIGHT = 79;
+// While debugging: source windows in the upper left, the Locals and the Stack to their right,
+// the Messages along the bottom with the Monitor over its right end.
+constexpr int DEBUG_SPLIT = 44;           // first column right of the source windows
+constexpr int DEBUG_SOURCE_BOTTOM = 15;
+constexpr int DEBUG_LOCALS_BOTTOM = 8;
+// The rectangle of a view's window (frame included).
+void view_frame(uint32_t kind, int* top, int* left, int* bottom, int* right);
+
+// --- debugging.cpp ---------------------------------------------------------------------
+// The debugger's keys in a source window: F4, Ctrl+F4, Ctrl+F8, F9, Ctrl+F9, Alt+F9, F7, F8,
+// Shift+F10, Ctrl+F10, Ctrl+F2 and Alt+F8. After a command that moved an execution the
+// stopped procedure's window is current (opened when none showed it), the views are fetched
+// again and every window is drawn again.
+bool is_debugger_key(uint16_t key);
+void debug_command(WorkWindow* w, uint16_t key);
+// The breakpoint list (Alt+F8, menu) and the active procedures list (menu).
+void breakpoints_command();
+void active_procedures_command();
+// The facts of the menu's enabling rules for every source window: in a debug session, a
+// current execution, a trigger that cannot be started.
+void debug_facts_update();
+// The views' contents brought up to date (the Messages view from the log).
+void views_sync();
+// Before a source window under debugging closes: a stopped execution is ended after the
+// question, and the session closed. 1 when the window may close.
+int debug_window_closing(WorkWindow* w);
+// The editor's hooks of storing under debugging.
+bool debug_waiting(Editor* e);
+void debug_stop_waiting(Editor* e);
+void debug_switch_off(Editor* e);
 
 }  // namespace tavrel

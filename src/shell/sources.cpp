@@ -1,6 +1,7 @@
 // The source windows' contents: a procedure or a trigger opened from its pick list and read
-// from the database, a "*.prc" file (its kind and name taken from the text), or the
-// template of a new procedure or trigger; and the F2 hook that stores a window's text.
+// from the database, a "*.prc" file (its kind and name taken from the text), the template
+// of a new procedure or trigger, or a stored text the debugger stopped in; and the F2 hook
+// that stores a window's text.
 #include "shell/shell.h"
 #include "tui/messages.h"
 #include "tui/msgbox.h"
@@ -98,6 +99,16 @@ int source_open(WorkWindow* w, uint32_t kind) {
     case KIND_NEW_TRIGGER: return from_template(w, true);
     default: return 1;
   }
+}
+
+int source_open_stored(WorkWindow* w, uint32_t procedure_id, const std::string& name) {
+  w->store = StoreTarget{&w->editor, procedure_id, false, HEAD_NONE, false, {}};
+  // A trigger's action shows under its trigger's name; known by its identifier only, its
+  // window cannot start it.
+  const std::string trigger = trigger_name_by_action(procedure_id);
+  w->store.id_known = !trigger.empty();
+  editor_set_name(&w->editor, trigger.empty() ? name.c_str() : trigger.c_str());
+  return show_stored_text(w, procedure_id);
 }
 
 int source_store(Editor* editor) {

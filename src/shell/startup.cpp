@@ -11,6 +11,7 @@
 #include "platform/platform.h"
 #include "catalog/catalog.h"
 #include "client/ui_post.h"
+#include "debugger/manager.h"
 #include "shell/shell.h"
 #include "tui/help.h"
 #include "tui/keyboard.h"
@@ -129,6 +130,8 @@ void shell_shutdown() {
     s.scratch = nullptr;
   }
   calculator_shutdown();
+  // The debugger's internal channel closes before the main session.
+  manager_debugger_stop();
   std::memcpy(s.main_block.command, "CLOS", 4);
   if (s.main_block.channel != 0) channel_call(&s.main_block, nullptr, nullptr, nullptr, nullptr);
   if (s.second_open) {
@@ -167,7 +170,7 @@ int procman_main(int argc, char** argv) {
   window_open(0, 0, 24, 79, FRAME_NONE, DESKTOP_ATTR, DESKTOP_ATTR);
   window_fill(0, 0, 24, 79, GLYPH_DESKTOP, DESKTOP_ATTR);
   end_update();
-  g_shell.work_buffer = static_cast<char*>(shell_alloc(WORK_BUFFER_SIZE));
+  g_shell.work_buffer = static_cast<char*>(shell_alloc(SHELL_BUFFER_SIZE));
   if (login(argc, argv) == 0) {
     shell_free(g_shell.work_buffer);
     g_shell.work_buffer = nullptr;
@@ -178,8 +181,9 @@ int procman_main(int argc, char** argv) {
     return 1;
   }
   catalog_bind(&g_shell.main_block, login_settings().user);
+  manager_debugger_start(&g_shell.main_block, connect_string(), "");
   const std::string help = help_path_from(argc > 0 ? argv[0] : nullptr);
-  std::snprintf(g_shell.work_buffer, WORK_BUFFER_SIZE, "%s", help.c_str());
+  std::snprintf(g_shell.work_buffer, SHELL_BUFFER_SIZE, "%s", help.c_str());
   help_set_file(g_shell.work_buffer);
   register_hot_keys();
   desktop_clear();

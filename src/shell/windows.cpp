@@ -5,8 +5,12 @@
 #include <cstring>
 #include <new>
 
+#include "debugger/manager.h"
+#include "debugger/message_log.h"
+#include "debugger/view_lists.h"
 #include "text/unicode.h"
 #include "shell/shell.h"
+#include "tui/hints.h"
 #include "tui/keyboard.h"
 #include "tui/msgbox.h"
 #include "tui/screen.h"
@@ -23,6 +27,9 @@ constexpr int CASCADE_STEPS = 15;
 const char* const TEXT_CLOSE_UNSAVED = "Текст изменен и не сохранен.%%Закрыть окно?";
 
 bool is_source_kind(uint32_t kind) { return kind == KIND_PROCEDURE || (kind >= KIND_FILE && kind <= KIND_NEW_TRIGGER); }
+
+// The list views draw themselves; the Messages view is an editor like the source windows.
+bool is_list_view(uint32_t kind) { return kind == KIND_LOCALS || kind == KIND_MONITOR || kind == KIND_CALL_STACK; }
 
 // Takes every shown work window off the screen (they lie on top of the stack).
 void hide_windows() {
@@ -84,9 +91,47 @@ void editor_command(Editor* e, uint16_t key) {
       s.kind_request = key == KEY_F3 ? KIND_PROCEDURE : KIND_FILE;
       s.main_state = STATE_OPEN;
       break;
-    default: return;  // the debugger's keys: nothing visible yet
+    case KEY_VIEWS_CHANGED:
+      views_sync();
+      show_windows();
+      return;
+    default: {
+      if (!is_debugger_key(key)) return;
+      auto* w = static_cast<WorkWindow*>(e->owner);
+      debug_command(w, key);
+      // The window may have entered or left debugging: its hints follow.
+      if (s.current == w && s.main_state != STATE_LEAVE) {
+        window_set_help(e->help_category);
+        hint_select(e->help_category);
+        return;
+      }
+      // A stop elsewhere made another window current: its own loop runs next.
+      if (s.main_state != STATE_LEAVE) s.main_state = STATE_WORK;
+      break;
+    }
   }
   editor_end(e, EDITOR_TO_SHELL);
+}
+
+// Draws a window that has just been opened at its place.
+void draw_window(WorkWindow* w) {
+  if (is_list_view(w->kind)) view_draw(&w->editor, static_cast<int>(w->kind));
+}
+
+void create_window(WorkWindow* w, uint32_t kind, int slot) {
+  ShellState& s = shell();
+  s.slots[slot] = w;
+  s.current = w;
+  s.open_count++;
+  s.ever_opened++;
+  if (kind == KIND_MONITOR) s.monitor_open = true;
+  if (kind == KIND_CALL_STACK) s.stack_open = true;
+}
+
+int free_slot() {
+  int slot = 0;
+  while (slot < WINDOW_SLOTS && shell().slots[slot] != nullptr) slot++;
+  return slot;
 }
 
 }  // namespace
@@ -98,7 +143,107 @@ void desktop_clear() {
   EditorHooks hooks{};
   hooks.command = editor_command;
   hooks.store = source_store;
+  hooks.line_attr = debug_line_attr;
+  hooks.debug_waiting = debug_waiting;
+  hooks.stop_debugged = debug_stop_waiting;
+  hooks.debug_off = debug_switch_off;
   editor_set_hooks(hooks);
+}
+
+bool is_view_kind(uint32_t kind) { return kind == KIND_MESSAGES || is_list_view(kind); }
+
+WorkWindow* window_of_kind(uint32_t kind) {
+  for (WorkWindow* w : shell().slots)
+    if (w != nullptr && w->kind == kind) return w;
+  return nullptr;
+}
+
+WorkWindow* source_window_of(uint32_t procedure_id) {
+  for (WorkWindow* w : shell().slots)
+    if (w != nullptr && w->kind == KIND_PROCEDURE && w->store.procedure_id == procedure_id) return w;
+  return nullptr;
+}
+
+void view_frame(uint32_t kind, int* top, int* left, int* bottom, int* right) {
+  *top = WORK_TOP;
+  *left = DEBUG_SPLIT;
+  *bottom = DEBUG_LOCALS_BOTTOM;
+  *right = WORK_RIGHT;
+  switch (kind) {
+    case KIND_MESSAGES:
+      *top = DEBUG_SOURCE_BOTTOM + 1;
+      *left = WORK_LEFT;
+      *bottom = WORK_BOTTOM;
+      break;
+    case KIND_CALL_STACK:
+      *top = DEBUG_LOCALS_BOTTOM + 1;
+      *bottom = DEBUG_SOURCE_BOTTOM;
+      break;
+    case KIND_MONITOR:
+      *top = DEBUG_SOURCE_BOTTOM + 1;
+      *bottom = WORK_BOTTOM;
+      break;
+    default: break;  // the Locals
+  }
+}
+
+int open_view_window(uint32_t kind) {
+  ShellState& s = shell();
+  if (WorkWindow* open = window_of_kind(kind)) {
+    s.current = open;
+    show_windows();
+    return 0;
+  }
+  const int slot = free_slot();
+  if (slot == WINDOW_SLOTS || !is_view_kind(kind)) return 1;
+  void* memory = shell_alloc(sizeof(WorkWindow));
+  auto* w = new (memory) WorkWindow{};
+  w->kind = kind;
+  w->opened_as = kind;
+  w->slot = slot;
+  int top, left, bottom, right;
+  view_frame(kind, &top, &left, &bottom, &right);
+  if (editor_create(&w->editor, top, left, bottom, right, EDITOR_VIEW) != 0) {
+    release(w);
+    return 1;
+  }
+  w->editor.owner = w;
+  w->editor.help_category = view_help(static_cast<int>(kind));
+  std::string title = view_title(static_cast<int>(kind));
+  while (!title.empty() && title.back() == ' ') title.pop_back();
+  editor_set_name(&w->editor, title.c_str() + title.find_first_not_of(' '));
+  if (kind == KIND_MESSAGES) {
+    message_log_show(&w->editor);
+    manager_messages_view_open(true);
+  }
+  create_window(w, kind, slot);
+  show_windows();
+  return 0;
+}
+
+WorkWindow* open_stored_window(uint32_t procedure_id, const std::string& name) {
+  const int slot = free_slot();
+  if (slot == WINDOW_SLOTS) return nullptr;
+  void* memory = shell_alloc(sizeof(WorkWindow));
+  auto* w = new (memory) WorkWindow{};
+  w->kind = KIND_PROCEDURE;
+  w->opened_as = KIND_PROCEDURE;
+  w->slot = slot;
+  int top, left, bottom, right;
+  cascade_frame(slot, &top, &left, &bottom, &right);
+  if (editor_create(&w->editor, top, left, bottom, right) != 0) {
+    release(w);
+    return nullptr;
+  }
+  w->editor.owner = w;
+  w->editor.help_category = HELP_CODE_EDITOR;
+  if (source_open_stored(w, procedure_id, name) != 0) {
+    editor_destroy(&w->editor);
+    release(w);
+    return nullptr;
+  }
+  create_window(w, KIND_PROCEDURE, slot);
+  return w;
 }
 
 int window_ordinal(const WorkWindow* target) {
@@ -138,19 +283,19 @@ void show_windows() {
   begin_update();
   hide_windows();
   for (WorkWindow* w : s.slots)
-    if (w != nullptr && w != s.current) editor_open_window(&w->editor, FRAME_DOUBLE);
+    if (w != nullptr && w != s.current && editor_open_window(&w->editor, FRAME_DOUBLE) != 0) draw_window(w);
   if (s.current != nullptr) {
     editor_open_window(&s.current->editor, FRAME_DOUBLE);
     editor_attach_window(&s.current->editor);
+    draw_window(s.current);
   }
   end_update();
 }
 
 int open_work_window(uint32_t kind) {
-  ShellState& s = shell();
-  int slot = 0;
-  while (slot < WINDOW_SLOTS && s.slots[slot] != nullptr) slot++;
-  if (slot == WINDOW_SLOTS || !is_source_kind(kind)) return 1;  // other kinds open elsewhere
+  if (is_view_kind(kind)) return open_view_window(kind);
+  const int slot = free_slot();
+  if (slot == WINDOW_SLOTS || !is_source_kind(kind)) return 1;
   void* memory = shell_alloc(sizeof(WorkWindow));
   auto* w = new (memory) WorkWindow{};
   w->kind = 0;
@@ -170,10 +315,7 @@ int open_work_window(uint32_t kind) {
     show_windows();
     return 1;
   }
-  s.slots[slot] = w;
-  s.current = w;
-  s.open_count++;
-  s.ever_opened++;
+  create_window(w, KIND_PROCEDURE, slot);
   show_windows();
   return 0;
 }
@@ -202,6 +344,13 @@ int close_current_window() {
       return 0;
     }
   }
+  if (w->kind == KIND_PROCEDURE && debug_window_closing(w) == 0) {
+    s.main_state = STATE_WORK;
+    return 0;
+  }
+  if (w->kind == KIND_MONITOR) s.monitor_open = false;
+  if (w->kind == KIND_CALL_STACK) s.stack_open = false;
+  if (w->kind == KIND_MESSAGES) manager_messages_view_open(false);
   begin_update();
   hide_windows();
   editor_destroy(&w->editor);
@@ -209,6 +358,9 @@ int close_current_window() {
   release(w);
   s.open_count--;
   s.current = nullptr;
+  // The last source window takes the focus before the views do.
+  for (int slot = WINDOW_SLOTS - 1; slot >= 0 && s.current == nullptr; slot--)
+    if (s.slots[slot] != nullptr && s.slots[slot]->kind == KIND_PROCEDURE) s.current = s.slots[slot];
   for (int slot = WINDOW_SLOTS - 1; slot >= 0 && s.current == nullptr; slot--) s.current = s.slots[slot];
   show_windows();
   end_update();
@@ -297,7 +449,8 @@ void work_in_current_window() {
     s.main_state = STATE_MENU;
     return;
   }
-  const int end = editor_run(&w->editor);
+  if (w->kind == KIND_MESSAGES) views_sync();
+  const int end = is_list_view(w->kind) ? view_run(&w->editor, static_cast<int>(w->kind)) : editor_run(&w->editor);
   if (end == EDITOR_CLOSE) {
     s.main_state = STATE_CLOSE;
   } else if (end == EDITOR_SWITCH_VIEW) {

@@ -248,6 +248,9 @@ const Message MESSAGES[] = {
     {MSG_ACTIVE_HOT_REFRESH, "О"},
     {MSG_ACTIVE_HOT_END, "З"},
     {MSG_ACTIVE_HOT_ENTER, "В"},
+    {MSG_VIEW_LOCALS, " Локальные переменные "},
+    {MSG_VIEW_MONITOR, " Монитор "},
+    {MSG_VIEW_STACK, " Стек вызова "},
     // The editor, the error list and kernel errors.
     {MSG_KEY_DEBUG, "Отладка"},
     {MSG_KEY_RUN, "Пуск!"},

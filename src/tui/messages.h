@@ -238,6 +238,9 @@ enum MessageSlot : int {
   MSG_ACTIVE_HOT_REFRESH = 653,
   MSG_ACTIVE_HOT_END = 654,
   MSG_ACTIVE_HOT_ENTER = 655,
+  MSG_VIEW_LOCALS = 656,
+  MSG_VIEW_MONITOR = 657,
+  MSG_VIEW_STACK = 658,
   // The editor, the error list and kernel errors.
   MSG_KEY_DEBUG = 700,
   MSG_KEY_RUN = 701,

@@ -4,7 +4,11 @@
 # kernel objects are shared by every program of the prefix):
 #   the kernel serves the instance (tavrel-sql logs on through it);
 #   "-U DEMO/DEMO" logs on without a dialog: the menu bar and the pull-down of "Файл" are
-#   drawn; Alt+X ends procman with status 0 and the terminal is as it was before;
+#   drawn;
+#   one debugging session: COUNT_DOWN opened from the list, F4, Ctrl+F8 on its loop's line,
+#   F9 with " Входные параметры ", the stop on that line with N in the Locals, F8 with N one
+#   less, the breakpoint cleared and F9 to the end with its box;
+#   Alt+X ends procman with status 0 and the terminal is as it was before;
 #   Ctrl+C in the kernel's console ends the kernel through its control handler with status 0,
 #   after which the instance is no longer served.
 # Wine's console shows the program's CP866 bytes in the OEM code page of the C locale
@@ -61,6 +65,32 @@ expect_screen "the pull-down of Файл" "$(oem "Открыть процеду�
 T send-keys -t t Escape
 wait_for "$patience" eval '! screen_has "$(oem "Новая процедура...")"' && pass "Esc closes the pull-down" ||
   fail "Esc does not close the pull-down"
+
+# --- one debugging session -------------------------------------------------------------------
+# Keys go one at a time: the console host takes a moment for each.
+key() { local k; for k in "$@"; do T send-keys -t t "$k"; sleep 0.3; done; }
+# The execution colour (green) stands before the text of the stopped line.
+stopped_on() { T capture-pane -e -p -t t | grep -qF $'\e[42m'"$1"; }
+local_is() { screen | grep -qE "║ . │$1 +│$2"; }
+key Enter Enter
+expect_screen "the procedure list" "COUNT_DOWN"
+T send-keys -t t -l COUNT
+key Enter
+expect_screen "COUNT_DOWN's text" "  while N > 0 loop"
+key F4
+expect_screen "the debug session" "COUNT_DOWN ($(oem "ОТЛАДКА"))" "$(oem " Локальные переменные ")"
+key Down Down Down C-F8 F9
+expect_screen "the parameter dialog" "$(oem " Входные параметры ")" "$(printf '%-18s│%s' N 5)"
+key Enter
+wait_for "$start_patience" stopped_on "    N := N - 1;" && pass "the run stops on the breakpoint" ||
+  fail "the run does not stop on the breakpoint"
+wait_for "$patience" local_is N "5 \(SMALLINT\)" && pass "the Locals show N = 5" || fail "the Locals do not show N = 5"
+key F8
+wait_for "$patience" local_is N "4 \(SMALLINT\)" && pass "F8: N = 4" || fail "F8: the Locals do not show N = 4"
+key Up C-F8 F9
+expect_screen "the end of the run" "$(oem "Процедура/триггер 'COUNT_DOWN' завершилась")"
+key Enter
+expect_gone "the box" "$(oem " Продолжить ")"
 
 T send-keys -t t M-x
 wait_for "$start_patience" test -s "$work/status" || fail "Alt+X: procman did not end"

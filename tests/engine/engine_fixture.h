@@ -13,6 +13,7 @@
 #include "kernel/engine/engine.h"
 #include "kernel/triggers.h"
 #include "kernel/storage.h"
+#include "platform/ipc.h"
 #include "text/unicode.h"
 #include "values/value_wire.h"
 
@@ -23,7 +24,10 @@ class EngineTest : public ::testing::Test {
   void SetUp() override {
     // Units are kept by procedure id for the kernel's one database; each test has a new one.
     for (int32_t id = 1; id <= 200; ++id) engine_forget_unit(id);
-    path_ = ::testing::TempDir() + "engine_" + std::to_string(reinterpret_cast<uintptr_t>(this)) + ".db";
+    // CTest runs each case in a process of its own, several at once (and builds may run the
+    // same case side by side): the file is named by the process and the case.
+    const ::testing::TestInfo* info = ::testing::UnitTest::GetInstance()->current_test_info();
+    path_ = ::testing::TempDir() + "engine-" + std::to_string(ipc_process_id()) + "-" + info->name() + ".db";
     std::remove(path_.c_str());
     std::string error;
     ASSERT_EQ(storage_create(path_, &error), 0) << error;

@@ -40,11 +40,43 @@ TEST_F(MainLoop, OpenThenAltXInTheWindowLeaves) {
   EXPECT_EQ(shell().current, nullptr);
 }
 
-TEST_F(MainLoop, OpenKindsThatLiveElsewhereReturnToTheMenu) {
-  for (uint32_t kind : {KIND_PROCEDURE, 1u, 2u, 3u, KIND_MONITOR, KIND_CALL_STACK, KIND_TRIGGER}) {
+TEST_F(MainLoop, KindsWithoutAKernelOrAScreenOpenNothing) {
+  for (uint32_t kind : {KIND_PROCEDURE, 3u, KIND_TRIGGER, 10u}) {
     EXPECT_EQ(open_work_window(kind), 1) << kind;
     EXPECT_EQ(shell().open_count, 0u) << kind;
   }
+}
+
+TEST_F(MainLoop, ViewsOpenOnceEachAtTheirPlaces) {
+  for (uint32_t kind : {KIND_MESSAGES, KIND_LOCALS, KIND_MONITOR, KIND_CALL_STACK}) {
+    ASSERT_EQ(open_work_window(kind), 0) << kind;
+    EXPECT_EQ(shell().current->kind, kind);
+    int top, left, bottom, right;
+    view_frame(kind, &top, &left, &bottom, &right);
+    EXPECT_EQ(shell().current->editor.top, top) << kind;
+    EXPECT_EQ(shell().current->editor.right, right) << kind;
+  }
+  EXPECT_EQ(shell().open_count, 4u);
+  EXPECT_TRUE(shell().monitor_open);
+  EXPECT_TRUE(shell().stack_open);
+  // Asking again makes the open one current.
+  ASSERT_EQ(open_work_window(KIND_LOCALS), 0);
+  EXPECT_EQ(shell().current->kind, KIND_LOCALS);
+  EXPECT_EQ(shell().open_count, 4u);
+  EXPECT_TRUE(screen_shows(cp866(" Локальные переменные ")));
+  EXPECT_TRUE(screen_shows(cp866(" Сообщения ")));
+  // The Messages along the bottom, the Monitor over its right end.
+  int top, left, bottom, right;
+  view_frame(KIND_MESSAGES, &top, &left, &bottom, &right);
+  EXPECT_EQ(top, 16);
+  EXPECT_EQ(left, 0);
+  EXPECT_EQ(bottom, 23);
+  EXPECT_EQ(right, 79);
+  // Closing the monitor lets the menu offer it again.
+  shell().current = window_of_kind(KIND_MONITOR);
+  EXPECT_EQ(close_current_window(), 1);
+  EXPECT_FALSE(shell().monitor_open);
+  EXPECT_EQ(window_of_kind(KIND_MONITOR), nullptr);
 }
 
 TEST_F(MainLoop, EscClosesTheWindowAndLeavesForTheMenu) {
