@@ -84,6 +84,18 @@ inline bool compare_accepts(uint8_t mask, int64_t a, int64_t b) {
   return (mask & CMP_GREATER) != 0;
 }
 
+// A BIGINT read as a narrower integer type: its low bits when its high half is plain (all
+// zeros or all ones), else the type's positive maximum.
+inline int64_t narrowed(int64_t x, uint8_t type) {
+  const uint32_t high = static_cast<uint32_t>(static_cast<uint64_t>(x) >> 32);
+  const bool plain = high == 0 || high == 0xFFFFFFFFu;
+  switch (type) {
+    case TYPE_SMALLINT: return plain ? static_cast<int16_t>(x) : int64_t{32767};
+    case TYPE_INTEGER: return plain ? static_cast<int32_t>(x) : int64_t{2147483647};
+    default: return x;
+  }
+}
+
 // Stores an integer of the type into a value in place (the hot path of assignments).
 inline void set_int(Value& v, int64_t x, uint8_t type) { put_int(v, type, wrap_int(x, type)); }
 
@@ -933,9 +945,15 @@ int32_t run_sql(EngineSession& es, Frame& f, const SqlStatement& s) {
       if (rc == SQLITE_ROW) {
         for (size_t k = 0; k < s.into.size() && code == 0; ++k) {
           const int var = s.into[k];
+          const uint8_t type = f.unit->vars[static_cast<size_t>(var)].spec.type;
+          sqlite3_value* column = sqlite3_column_value(st, static_cast<int>(k));
+          if (is_int_type(type) && sqlite3_value_type(column) == SQLITE_INTEGER) {
+            // The usual case: an integer column into an integer variable, read as a BIGINT is.
+            put_int(f.vars[var], type, narrowed(sqlite3_value_int64(column), type));
+            continue;
+          }
           Value v;
-          read_sql_value(sqlite3_column_value(st, static_cast<int>(k)), f.unit->vars[static_cast<size_t>(var)].spec.type,
-                         &es.column_text, &v);
+          read_sql_value(column, type, &es.column_text, &v);
           code = store(f, var, v);
         }
         es.rowcount = 1;
