@@ -147,7 +147,7 @@ void choose_int_form(const Unit& u, Statement& s) {
 }
 
 void link_code(Unit& u) {
-  std::vector<Statement>& code = u.code;
+  auto& code = u.code;
   const int n = static_cast<int>(code.size());
   // The joins only jump forward, so following them ends; the guard is for a broken unit.
   auto past_joins = [&](int p) {

@@ -84,6 +84,18 @@ inline bool compare_accepts(uint8_t mask, int64_t a, int64_t b) {
   return (mask & CMP_GREATER) != 0;
 }
 
+// A BIGINT read as a narrower integer type: its low bits when its high half is plain (all
+// zeros or all ones), else the type's positive maximum.
+inline int64_t narrowed(int64_t x, uint8_t type) {
+  const uint32_t high = static_cast<uint32_t>(static_cast<uint64_t>(x) >> 32);
+  const bool plain = high == 0 || high == 0xFFFFFFFFu;
+  switch (type) {
+    case TYPE_SMALLINT: return plain ? static_cast<int16_t>(x) : int64_t{32767};
+    case TYPE_INTEGER: return plain ? static_cast<int32_t>(x) : int64_t{2147483647};
+    default: return x;
+  }
+}
+
 // Stores an integer of the type into a value in place (the hot path of assignments).
 inline void set_int(Value& v, int64_t x, uint8_t type) { put_int(v, type, wrap_int(x, type)); }
 
@@ -512,6 +524,41 @@ double fast_float(const FastNode* n, Frame& f, EngineSession& es) {
   }
 }
 
+// A NUMERIC sum, difference or product, or an operand of one: an operand of another type is
+// computed in its own type and read as NUMERIC, as the general evaluation reads it.
+Decimal fast_num(const FastNode* n, Frame& f, EngineSession& es) {
+  if (n->type != TYPE_NUMERIC) {
+    Value v;
+    if (is_int_type(n->type)) {
+      put_int(v, n->type, wrap_int(int_top(n, f, es), n->type));
+    } else {
+      put_double(v, n->type, fast_float(n, f, es));
+    }
+    return read_as_numeric(v);
+  }
+  switch (n->op) {
+    case FastOp::CONST_NUM:
+      return n->d;
+    case FastOp::VAR_NUM: {
+      const Value& v = f.vars[n->var];
+      if (v.type == TYPE_NUMERIC) [[likely]] return value_decimal(v);
+      if (is_numeric_type(v.type)) return read_as_numeric(v);
+      raise(f, EXCEPTION_NULLDATA);
+      return decimal_zero();
+    }
+    case FastOp::ADD:
+      return decimal_add(fast_num(n->a, f, es), fast_num(n->b, f, es));
+    case FastOp::SUB:
+      return decimal_sub(fast_num(n->a, f, es), fast_num(n->b, f, es));
+    case FastOp::MUL:
+      return decimal_mul(fast_num(n->a, f, es), fast_num(n->b, f, es));
+    case FastOp::ROUTINE:
+      return read_as_numeric(fast_routine(n, f, es));
+    default:
+      return decimal_zero();
+  }
+}
+
 bool fast_bool(const FastNode* n, Frame& f, EngineSession& es) {
   switch (n->op) {
     case FastOp::CONST_BOOL:
@@ -596,6 +643,10 @@ int eval_value(EngineSession& es, Frame& f, const Expr& e, Value* out) {
   if (e.fast != nullptr) {
     if (is_int_type(e.type)) {
       put_int(*out, e.type, wrap_int(int_top(e.fast, f, es), e.type));
+    } else if (e.type == TYPE_NUMERIC) {
+      const Decimal d = fast_num(e.fast, f, es);
+      out->type = TYPE_NUMERIC;
+      payload_put(*out, d);
     } else if (is_float_type(e.type)) {
       const double x = fast_float(e.fast, f, es);
       put_double(*out, e.type, x);
@@ -801,16 +852,22 @@ sqlite3_stmt* statement_for(EngineSession& es, const SqlStatement& s, bool* temp
 int32_t bind_all(EngineSession& es, Frame& f, const SqlStatement& s, sqlite3_stmt* st) {
   for (size_t i = 0; i < s.bindings.size(); ++i) {
     const SqlBinding& b = s.bindings[i];
-    Value v = make_null();
+    const Value* v = &f.vars[b.variable];
     if (b.column >= 0) {
       int32_t error = 0;
-      const Value* cell = cursor_cell(f, b.variable, b.column, &error);
+      v = cursor_cell(f, b.variable, b.column, &error);
       if (error != 0) return error;
-      if (cell != nullptr) v = *cell;
-    } else {
-      v = f.vars[b.variable];
     }
-    if (int rc = bind_value(st, static_cast<int>(i) + 1, v, &es.bind_text); rc != SQLITE_OK) return sql_failure(es, rc);
+    const int index = static_cast<int>(i) + 1;
+    int rc;
+    if (v == nullptr) {
+      rc = sqlite3_bind_null(st, index);
+    } else if (is_int_type(v->type)) {
+      rc = sqlite3_bind_int64(st, index, int_of(*v));  // the usual case, without the general binder
+    } else {
+      rc = bind_value(st, index, *v, &es.bind_text);
+    }
+    if (rc != SQLITE_OK) return sql_failure(es, rc);
   }
   return 0;
 }
@@ -848,17 +905,29 @@ int32_t fire_around(EngineSession& es, const std::vector<int32_t>& ids) {
   return EXCEPTION_APPLICATIONERROR;
 }
 
+// The statement triggers of an embedded DML statement, as the session holds them while the
+// registry has not changed (looked up again otherwise). nullptr with the failure set when the
+// trigger table cannot be read.
+const ResolvedStatementTriggers* triggers_around(EngineSession& es, const SqlStatement& s, uint8_t event) {
+  if (static_cast<size_t>(s.slot) < es.statement_triggers.size()) {
+    const ResolvedStatementTriggers& e = es.statement_triggers[static_cast<size_t>(s.slot)];
+    if (e.generation == registry_generation()) [[likely]] return &e;
+  }
+  std::string error;
+  const ResolvedStatementTriggers* found = statement_triggers_of(es, s, event, &error);
+  if (found == nullptr) {
+    es.errcode = static_cast<int32_t>(KERNEL_SQL_ERROR);
+    es.last_error = error;
+  }
+  return found;
+}
+
 int32_t run_sql(EngineSession& es, Frame& f, const SqlStatement& s) {
   // The statement triggers of a DML statement's table, resolved once while nothing changes.
   const ResolvedStatementTriggers* around = nullptr;
   if (const uint8_t event = event_of(s.kind); event != 0 && !s.table.empty()) {
-    std::string error;
-    around = statement_triggers_of(es, s, event, &error);
-    if (around == nullptr) {
-      es.errcode = static_cast<int32_t>(KERNEL_SQL_ERROR);
-      es.last_error = error;
-      return EXCEPTION_APPLICATIONERROR;
-    }
+    around = triggers_around(es, s, event);
+    if (around == nullptr) return EXCEPTION_APPLICATIONERROR;
     if (!around->before.empty()) {
       // A copy: an action may resolve the statement's triggers again while they fire.
       const std::vector<int32_t> ids = around->before;
@@ -876,9 +945,15 @@ int32_t run_sql(EngineSession& es, Frame& f, const SqlStatement& s) {
       if (rc == SQLITE_ROW) {
         for (size_t k = 0; k < s.into.size() && code == 0; ++k) {
           const int var = s.into[k];
+          const uint8_t type = f.unit->vars[static_cast<size_t>(var)].spec.type;
+          sqlite3_value* column = sqlite3_column_value(st, static_cast<int>(k));
+          if (is_int_type(type) && sqlite3_value_type(column) == SQLITE_INTEGER) {
+            // The usual case: an integer column into an integer variable, read as a BIGINT is.
+            put_int(f.vars[var], type, narrowed(sqlite3_value_int64(column), type));
+            continue;
+          }
           Value v;
-          read_sql_value(sqlite3_column_value(st, static_cast<int>(k)), f.unit->vars[static_cast<size_t>(var)].spec.type,
-                         &es.column_text, &v);
+          read_sql_value(column, type, &es.column_text, &v);
           code = store(f, var, v);
         }
         es.rowcount = 1;
@@ -902,13 +977,8 @@ int32_t run_sql(EngineSession& es, Frame& f, const SqlStatement& s) {
     if (around != nullptr) {
       // Looked up again: the BEFORE actions or the statement's row triggers may have changed
       // what the session holds.
-      std::string error;
-      around = statement_triggers_of(es, s, event_of(s.kind), &error);
-      if (around == nullptr) {
-        es.errcode = static_cast<int32_t>(KERNEL_SQL_ERROR);
-        es.last_error = error;
-        return EXCEPTION_APPLICATIONERROR;
-      }
+      around = triggers_around(es, s, event_of(s.kind));
+      if (around == nullptr) return EXCEPTION_APPLICATIONERROR;
       if (!around->after.empty()) {
         const std::vector<int32_t> ids = around->after;
         code = fire_around(es, ids);
@@ -1223,8 +1293,17 @@ int run_statement(EngineSession& es, Frame& f, const Statement& s, int pc) {
       return after(s, pc);
     }
     case StmtKind::ASSIGN: {
-      PoolScope scope(es.ctx);
       Value v;
+      if (s.expr.fast != nullptr) {
+        // A fast expression makes no texts: no scope of the string pool is needed.
+        if (eval_value(es, f, s.expr, &v) != 0) return -1;
+        if (int32_t c = store(f, s.variable, v); c != 0) {
+          raise(f, c);
+          return -1;
+        }
+        return after(s, pc);
+      }
+      PoolScope scope(es.ctx);
       if (eval_value(es, f, s.expr, &v) != 0) return -1;
       if (int32_t c = store(f, s.variable, v); c != 0) {
         raise(f, c);

@@ -12,11 +12,16 @@ namespace tavrel::kernel {
 
 namespace {
 
-bool is_fast_type(uint8_t t) { return is_int_type(t) || is_float_type(t) || t == TYPE_BOOL; }
+bool is_fast_type(uint8_t t) { return is_int_type(t) || is_float_type(t) || t == TYPE_BOOL || t == TYPE_NUMERIC; }
 
 FastNode* new_fast(FastArena& arena, FastOp op, const ExprNode* n) {
   FastNode& f = arena.nodes.emplace_back();
-  f = FastNode{op, n->type, TYPE_NONE, 0, -1, nullptr, nullptr, 0, 0.0, n, nullptr, false, nullptr, 0};
+  f = FastNode{};
+  f.op = op;
+  f.type = n->type;
+  f.cmp = TYPE_NONE;
+  f.var = -1;
+  f.node = n;
   return &f;
 }
 
@@ -150,7 +155,10 @@ const FastNode* fast_build(const ExprNode* n, FastArena& arena, const uint8_t* r
     case NodeKind::CONSTANT: {
       if (n->value.type != n->type) return nullptr;
       FastNode* f;
-      if (is_int_type(n->type)) {
+      if (n->type == TYPE_NUMERIC) {
+        f = new_fast(arena, FastOp::CONST_NUM, n);
+        f->d = value_decimal(n->value);
+      } else if (is_int_type(n->type)) {
         f = new_fast(arena, FastOp::CONST_INT, n);
         f->i = read_as_bigint(n->value);
       } else if (is_float_type(n->type)) {
@@ -171,9 +179,10 @@ const FastNode* fast_build(const ExprNode* n, FastArena& arena, const uint8_t* r
         f->i = n->column;
         return f;
       }
-      FastOp op = is_int_type(n->type) ? FastOp::VAR_INT
+      FastOp op = is_int_type(n->type)     ? FastOp::VAR_INT
                   : is_float_type(n->type) ? FastOp::VAR_FLOAT
-                                           : FastOp::VAR_BOOL;
+                  : n->type == TYPE_BOOL   ? FastOp::VAR_BOOL
+                                           : FastOp::VAR_NUM;
       FastNode* f = new_fast(arena, op, n);
       f->var = n->number;
       return f;
@@ -206,6 +215,14 @@ const FastNode* fast_build(const ExprNode* n, FastArena& arena, const uint8_t* r
         case OP_MUL:
         case OP_DIV:
         case OP_IDIV:
+          if (n->type == TYPE_NUMERIC) {
+            // Sums, differences and products only: a division reports its zero divisor.
+            const bool operands = (is_number(a->type) || a->type == TYPE_NUMERIC) &&
+                                  (is_number(b->type) || b->type == TYPE_NUMERIC);
+            if (!operands || n->op == OP_DIV || n->op == OP_IDIV) return nullptr;
+            f = new_fast(arena, arith_op(n->op), n);
+            break;
+          }
           if (!is_number(a->type) || !is_number(b->type) || !is_number(n->type)) return nullptr;
           if (common_type_of(a->type, b->type) != n->type) return nullptr;
           if ((n->op == OP_DIV || n->op == OP_IDIV) && is_int_type(n->type) && b->op == FastOp::CONST_INT) {

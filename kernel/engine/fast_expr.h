@@ -1,8 +1,10 @@
 // The fast form of expressions inside procedures: the parts of a typed expression tree whose
 // operands are all integers, floating numbers or logical values (constants, plain variables,
 // arithmetic, comparisons, AND/OR/NOT, calls of the unit's routines) become nodes that the
-// executor computes in their static types, reading variables straight from the frame. Every
-// other part stays with the translator's general evaluation, so both give the same values.
+// executor computes in their static types, reading variables straight from the frame. Sums,
+// differences and products in NUMERIC are fast as well (their operands read as NUMERIC the
+// way the general evaluation reads them). Every other part stays with the translator's general
+// evaluation, so both give the same values.
 #pragma once
 
 #include <cstdint>
@@ -11,6 +13,7 @@
 #include <vector>
 
 #include "translator/expr_tree.h"
+#include "values/decimal.h"
 
 namespace tavrel::kernel {
 
@@ -18,6 +21,7 @@ enum class FastOp : uint8_t {
   CONST_INT, CONST_FLOAT, CONST_BOOL,
   VAR_INT, VAR_FLOAT, VAR_BOOL,  // typed by `type`: SMALLINT/INTEGER/BIGINT, REAL/DOUBLE, BOOL
   COLUMN_INT,                      // column `i` of cursor variable `var`, of an integer type
+  CONST_NUM, VAR_NUM,              // NUMERIC: the constant `d`, variable `var`
   ADD, SUB, MUL, DIV, IDIV, NEG,  // in `type` (integers wrap in its width; REAL rounds to float)
   DIV_POW2,                        // integer a divided by the constant 2 to the power `i`
   LT, GT, LE, GE, EQ, NE,          // compare operands in the common type `cmp`
@@ -69,6 +73,7 @@ struct FastNode {
   // left then right), or nullptr.
   const IntStep* steps;
   uint16_t step_count;
+  Decimal d;  // CONST_NUM
 };
 
 // An expression of a statement: its tree (for the general evaluation) and, when the whole

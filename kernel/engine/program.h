@@ -10,6 +10,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -146,8 +147,9 @@ struct StatementLists {
 // One instruction of a unit's code. An instruction that stands for a statement of the text has
 // its line and is a stop point; the jumps that only join the branches of IF and CASE have
 // line -1 and are never run: the compiler points every jump and every fall-through (`next`)
-// past them.
-struct Statement {
+// past them. Instructions start on cache lines, so that the fields a statement reads first
+// lie in one line wherever the unit's code was allocated.
+struct alignas(64) Statement {
   StmtKind kind;
   bool joins = false;  // a join follows: `next` is not the instruction after this one
   // INT_SET, INT_VV, INT_VK: the test at the bottom of a loop (LOOP_INT_*) follows at once and
@@ -164,6 +166,22 @@ struct Statement {
   int sql = -1;            // OPEN and SQL: index in Unit::sql
   Expr expr;
   std::unique_ptr<StatementLists> lists;  // CALL, FETCH with INTO, CASE with WHEN constants
+};
+
+// Allocates a unit's instructions at the start of a page, so that where they lie in a page
+// (which decides which of the frame's stores a read of them can be taken to depend on) is the
+// same for every unit.
+template <typename T>
+struct PageAllocator {
+  using value_type = T;
+  static constexpr std::align_val_t PAGE{4096};
+  PageAllocator() = default;
+  template <typename U>
+  PageAllocator(const PageAllocator<U>&) {}
+  T* allocate(size_t n) { return static_cast<T*>(::operator new(n * sizeof(T), PAGE)); }
+  void deallocate(T* p, size_t) { ::operator delete(p, PAGE); }
+  template <typename U>
+  bool operator==(const PageAllocator<U>&) const { return true; }
 };
 
 // An exception handler: WHEN names THEN statements; `others` for WHEN OTHERS.
@@ -190,7 +208,7 @@ struct Unit {
   int param_count = 0;
   bool has_result = false;
   TypeSpec result;
-  std::vector<Statement> code;
+  std::vector<Statement, PageAllocator<Statement>> code;
   std::vector<Handler> handlers;
   std::vector<ExceptionInfo> exceptions;
   std::vector<CursorColumns> cursors;  // by variable (empty for other variables)

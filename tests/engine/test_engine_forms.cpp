@@ -378,5 +378,52 @@ end;)"), 0u);
   }
 }
 
+
+// NUMERIC sums, differences and products computed in place agree with the general evaluation
+// (inside TOCHAR): integer, BIGINT and REAL operands read as NUMERIC, overflows, a NUMERIC
+// routine, targets of other types; a NULL operand raises NULLDATA.
+TEST_F(EngineTest, NumericArithmeticAgreesWithTheGeneralEvaluation) {
+  ASSERT_EQ(store("create procedure HALF(in X numeric(20,4)) result numeric(20,4) code return X * 0.5; end;"), 0u);
+  ASSERT_EQ(store(R"(create procedure P(in I integer, in B bigint, in R real, in A numeric(20,4), out T char(250),
+                    out N integer, out D double)
+declare var X, Y, Z numeric(20,4); var Q numeric(20,4);
+code
+  X := A + I * 0.5 + 1.25;
+  Y := A * B - R;
+  Z := HALF(A) - I;
+  N := A * 2 + I;
+  D := A * 3;
+  T := TOCHAR(X) + TOCHAR(A + I * 0.5 + 1.25) + "|" + TOCHAR(Y) + TOCHAR(A * B - R) + "|" + TOCHAR(Z) +
+       TOCHAR(HALF(A) - I);
+  X := A + Q;
+exceptions
+  when NULLDATA then T := T + "|nulldata";
+end;)"), 0u);
+  ASSERT_EQ(run("P", {"-7", "9007199254740993", "0.1", "12.3456"}), 0u);
+  EXPECT_EQ(out_.exception, 0) << out_.exception_name;
+  const std::string t = output("T");
+  const size_t a = t.find('|');
+  const size_t b = t.find('|', a + 1);
+  const size_t c = t.find('|', b + 1);
+  ASSERT_NE(c, std::string::npos) << t;
+  auto halves_agree = [](const std::string& part) {
+    return part.size() % 2 == 0 && part.substr(0, part.size() / 2) == part.substr(part.size() / 2);
+  };
+  EXPECT_TRUE(halves_agree(t.substr(0, a))) << t;
+  EXPECT_TRUE(halves_agree(t.substr(a + 1, b - a - 1))) << t;
+  EXPECT_TRUE(halves_agree(t.substr(b + 1, c - b - 1))) << t;
+  EXPECT_EQ(t.substr(c), "|nulldata");
+  EXPECT_NE(t.find(" 10.0956000000"), std::string::npos) << t;  // 12.3456 - 3.5 + 1.25
+  EXPECT_EQ(output("N"), "17");                           // 24.6912 - 7, the decimals dropped
+  EXPECT_EQ(output("D"), "37.0368");
+  // A product past 20 integer digits is an overflow on both ways, shown in nines.
+  ASSERT_EQ(run("P", {"1", "99999999999", "0", "99999999999"}), 0u);
+  const std::string o = output("T");
+  const size_t oa = o.find('|');
+  const size_t ob = o.find('|', oa + 1);
+  EXPECT_TRUE(halves_agree(o.substr(oa + 1, ob - oa - 1))) << o;
+  EXPECT_NE(o.find("99999999999999999999"), std::string::npos) << o;
+}
+
 }  // namespace
 }  // namespace tavrel::kernel

@@ -1,4 +1,6 @@
 // Embedded SQL, cursors with every FETCH orientation, transactions and dynamic SQL.
+#include <tuple>
+
 #include "engine_fixture.h"
 
 namespace tavrel::kernel {
@@ -50,6 +52,31 @@ end;)"), 0u);
   ASSERT_EQ(run("P"), 0u);
   EXPECT_EQ(output("NAME"), "NULL");
   EXPECT_EQ(output("N"), "0");
+}
+
+// Integer columns into integer variables of every width read as a BIGINT is read: the low
+// bits while the high half is plain, else the type's maximum; NULL and a REAL column too.
+TEST_F(EngineSqlTest, SelectIntoIntegerVariablesOfEachWidth) {
+  sql("create table NUMS(K integer, X integer, R real);"
+      "insert into NUMS values(1, 70000, 2.75), (2, -5, NULL), (3, 5000000000, -1.5), (4, -4294967297, 0);");
+  ASSERT_EQ(store(R"(create procedure P(in K integer, out S smallint, out I integer, out B bigint, out T integer)
+code
+  select X, X, X, R into S, I, B, T from NUMS where "K" = K;
+end;)"), 0u);
+  const std::tuple<const char*, const char*, const char*, const char*, const char*> cases[] = {
+      {"1", "4464", "70000", "70000", "2"},
+      {"2", "-5", "-5", "-5", "NULL"},
+      {"3", "32767", "2147483647", "5000000000", "-1"},
+      {"4", "32767", "2147483647", "-4294967297", "0"},
+  };
+  for (auto [k, s, i, b, t] : cases) {
+    ASSERT_EQ(run("P", {k}), 0u);
+    EXPECT_EQ(out_.exception, 0) << k;
+    EXPECT_EQ(output("S"), s) << k;
+    EXPECT_EQ(output("I"), i) << k;
+    EXPECT_EQ(output("B"), b) << k;
+    EXPECT_EQ(output("T"), t) << k;
+  }
 }
 
 TEST_F(EngineSqlTest, CursorFetchOrientations) {
