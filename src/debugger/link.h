@@ -15,16 +15,21 @@ namespace tavrel {
 using CallFunction = uint32_t (*)(RequestBlock* block, const void* buffer1, const void* buffer2,
                                   void* buffer3, void* answer, CompletionRoutine done);
 using WaitFunction = int (*)(RequestBlock* block, int seconds);
-using PauseFunction = void (*)(int milliseconds);
+struct DebugCalls;
+// Waits between two polls of the request on block, which waits for an answer.
+using PauseFunction = void (*)(const DebugCalls& calls, RequestBlock* block, int milliseconds);
 
-// Sleeps the thread for the given time.
-void pause_milliseconds(int milliseconds);
+// Waits the given time, but comes back as soon as the answer of the request on block is in
+// (looked for every ANSWER_CHECK_MICROSECONDS), so that a quick answer does not wait out the
+// whole interval between the polls that look for Esc.
+constexpr int ANSWER_CHECK_MICROSECONDS = 250;
+void pause_until_answer(const DebugCalls& calls, RequestBlock* block, int milliseconds);
 
 // The kernel as the debugger calls it. The defaults are the channel's.
 struct DebugCalls {
   CallFunction call = channel_call;
   WaitFunction wait = channel_wait;
-  PauseFunction pause = pause_milliseconds;
+  PauseFunction pause = pause_until_answer;
 };
 
 // What a note asks of whoever shows it.

@@ -63,18 +63,6 @@ void show_query_error(const DebugNote& note) {
   if (hidden > 0) dialogs_show();
 }
 
-// Between two polls of a waiting request: back as soon as the answer is in, so that a quick
-// answer does not wait out the whole interval (the polls keep their rhythm for Esc).
-constexpr auto ANSWER_CHECK = std::chrono::microseconds(250);
-void pause_until_answer(int milliseconds) {
-  const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
-  Debugger* d = g.debugger.get();
-  while (std::chrono::steady_clock::now() < end) {
-    if (d != nullptr && d->block != nullptr && d->calls.wait(d->block, 0) == 0) return;
-    std::this_thread::sleep_for(ANSWER_CHECK);
-  }
-}
-
 void on_note(void*, const DebugNote& note) {
   Debugger& d = *g.debugger;
   switch (note.kind) {
@@ -109,7 +97,6 @@ void manager_debugger_start(RequestBlock* block, std::string_view connect, std::
   g.debugger = std::make_unique<Debugger>();
   Debugger& d = *g.debugger;
   debugger_init(d, block, connect, codepage);
-  d.calls.pause = pause_until_answer;
   d.sink = on_note;
   d.interrupt_wanted = manager_interrupt_wanted;
   d.wait_shown = manager_wait_shown;

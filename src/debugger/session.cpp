@@ -44,8 +44,12 @@ void close_locally(Debugger& d, DebugSession& s) {
 
 }  // namespace
 
-void pause_milliseconds(int milliseconds) {
-  std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+void pause_until_answer(const DebugCalls& calls, RequestBlock* block, int milliseconds) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
+  while (std::chrono::steady_clock::now() < end) {
+    if (calls.wait(block, 0) == 0) return;
+    std::this_thread::sleep_for(std::chrono::microseconds(ANSWER_CHECK_MICROSECONDS));
+  }
 }
 
 void debugger_init(Debugger& d, RequestBlock* block, std::string_view connect, std::string_view codepage) {

@@ -75,7 +75,7 @@ int proc_call_waiting(Debugger& d, uint32_t subcommand, uint32_t argument, std::
       ended = true;
       break;
     }
-    d.calls.pause(POLL_MILLISECONDS);
+    d.calls.pause(d.calls, b, POLL_MILLISECONDS);
   }
   show_wait(d, false);
   if (ended) {

@@ -270,7 +270,7 @@ inline uint32_t peer_call(RequestBlock* b, const void* b1, const void* b2, void*
   return g_kernel->call(b, b1, b2, answer);
 }
 inline int peer_wait(RequestBlock* b, int seconds) { return g_kernel->wait(b, seconds); }
-inline void peer_pause(int) {}
+inline void peer_pause(const DebugCalls&, RequestBlock*, int) {}
 inline bool peer_interrupt(void*) { return g_interrupt_after >= 0 && g_kernel->polls > g_interrupt_after; }
 inline void peer_wait_shown(void*, bool) { ++g_wait_shows; }
 

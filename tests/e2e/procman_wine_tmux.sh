@@ -87,7 +87,11 @@ wait_for "$start_patience" stopped_on "    N := N - 1;" && pass "the run stops o
 wait_for "$patience" local_is N "5 \(SMALLINT\)" && pass "the Locals show N = 5" || fail "the Locals do not show N = 5"
 key F8
 wait_for "$patience" local_is N "4 \(SMALLINT\)" && pass "F8: N = 4" || fail "F8: the Locals do not show N = 4"
-key Up C-F8 F9
+# The next turn stops on the WHILE line, where its condition is tested; the breakpoint is on
+# the line below it.
+wait_for "$patience" stopped_on "  while N > 0 loop" && pass "F8: the stop on the loop's line" ||
+  fail "F8: no stop on the loop's line"
+key Down C-F8 F9
 expect_screen "the end of the run" "$(oem "Процедура/триггер 'COUNT_DOWN' завершилась")"
 key Enter
 expect_gone "the box" "$(oem " Продолжить ")"
