@@ -32,6 +32,8 @@
 #include <vector>
 
 #include "channel/channel.h"
+#include "debugger/debugger.h"
+#include "debugger/requests.h"
 #include "protocol/bytes.h"
 #include "protocol/exec_result.h"
 #include "values/value.h"
@@ -712,6 +714,43 @@ void BM_channel_gete(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations());
 }
 
+// Between two looks at a waiting request: spins instead of sleeping, so that the step's own
+// round trip is measured, not the client's pauses.
+void spin_until_answer(const DebugCalls& calls, RequestBlock* block, int milliseconds) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
+  while (calls.wait(block, 0) != 0 && std::chrono::steady_clock::now() < end) {
+  }
+}
+
+// A step (PROC 6) of a procedure stopped in the debugger, through the debugger's library: the
+// loop of BENCH_LOOP_DEBUG is run under the debugger to a breakpoint on its line 4 ("S := 0")
+// and then stepped round and round.
+void BM_debugger_step(benchmark::State& state) {
+  RequestBlock block = kernel().session;
+  Debugger d;
+  debugger_init(d, &block, "\"DEMO\"/\"DEMO\"", "UTF-8");
+  d.calls.pause = spin_until_answer;
+  DebugSession* session = nullptr;
+  const BreakpointRequest first{4, BREAKPOINT_LINE, 0, {}};
+  if (session_open(d, "BENCH_LOOP_DEBUG", 0, false, &session) != 0 ||
+      request_breakpoint(d, PROC_SET_BREAKPOINT, session->procedure_id, first) != 0 ||
+      debugger_run(d, *session, "execute \"BENCH_LOOP_DEBUG\"(2000000000);") != 0 ||
+      d.current_execution == EXECUTION_NONE) {
+    state.SkipWithError("the run did not stop in the debugger");
+    debugger_shutdown(d);
+    return;
+  }
+  for (auto _ : state) {
+    if (debugger_step(d, PROC_STEP) != 0 || d.current_execution == EXECUTION_NONE) {
+      state.SkipWithError("step");
+      break;
+    }
+  }
+  state.SetItemsProcessed(state.iterations());
+  debugger_stop(d);
+  debugger_shutdown(d);
+}
+
 // --- registration and the summary ----------------------------------------------------------------
 
 // Rows whose times are set side by side at the end: numerator / denominator.
@@ -773,6 +812,10 @@ void register_all(std::vector<Ratio>* ratios) {
       ->UseRealTime()
       ->Unit(benchmark::kMicrosecond);
   ratios->push_back({"round_trip/ours_empty_procedure", "round_trip/channel_gete"});
+  benchmark::RegisterBenchmark("round_trip/debugger_step", BM_debugger_step)
+      ->UseRealTime()
+      ->Unit(benchmark::kMicrosecond);
+  ratios->push_back({"round_trip/debugger_step", "round_trip/channel_gete"});
 }
 
 // The console's report, with each plain run's real time per iteration kept for the summary.
