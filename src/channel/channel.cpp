@@ -260,4 +260,16 @@ int channel_call_interruptible(RequestBlock* block, const void* buffer1, const v
   return 1;
 }
 
+bool connect_string(std::string_view user_password, std::string* out) {
+  if (!user_password.empty() && user_password.front() == '"') {
+    out->assign(user_password);
+  } else {
+    const size_t slash = user_password.find('/');
+    if (slash == 0 || slash == std::string_view::npos) return false;
+    *out = "\"" + std::string(user_password.substr(0, slash)) + "\"/\"" +
+           std::string(user_password.substr(slash + 1)) + "\"";
+  }
+  return out->size() <= CONNECT_STRING_MAX;
+}
+
 }  // namespace tavrel

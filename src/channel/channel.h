@@ -4,6 +4,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
+#include <string_view>
 
 #include "protocol/request.h"
 
@@ -44,5 +46,12 @@ struct InterruptHooks {
 // 1 when it was interrupted (the block then holds the KILL's result).
 int channel_call_interruptible(RequestBlock* block, const void* buffer1, const void* buffer2,
                                void* buffer3, void* answer, const InterruptHooks& hooks);
+
+// The most of a connect string that OPEN sends.
+constexpr size_t CONNECT_STRING_MAX = 269;
+// The connect string of OPEN for a user and password typed as "USER/PASSWORD": the quoted
+// "USER"/"PASSWORD"; a text that starts with a quote is taken as it stands. false for a text
+// without a user or a "/", or longer than CONNECT_STRING_MAX.
+bool connect_string(std::string_view user_password, std::string* out);
 
 }  // namespace tavrel

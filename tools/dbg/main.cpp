@@ -14,6 +14,7 @@
 #include <string>
 #include <string_view>
 
+#include "channel/channel.h"
 #include "dbg_script.h"
 
 namespace {
@@ -21,7 +22,6 @@ namespace {
 using namespace tavrel;
 
 constexpr size_t NODE_MAX = 8;
-constexpr size_t CONNECT_MAX = 269;  // what OPEN sends of a connect string
 constexpr int EXIT_ERROR = 1;
 constexpr int EXIT_USAGE = 2;
 
@@ -55,18 +55,6 @@ int usage(const char* message) {
   if (message != nullptr) std::fprintf(stderr, "tavrel-dbg: %s\n", message);
   std::fputs(dbg_usage(), stderr);
   return EXIT_USAGE;
-}
-
-// "USER/PASSWORD" becomes the quoted "USER"/"PASSWORD" of OPEN; a quoted one is kept.
-bool connect_string(const std::string& text, std::string* out) {
-  if (!text.empty() && text.front() == '"') {
-    *out = text;
-  } else {
-    const size_t slash = text.find('/');
-    if (slash == 0 || slash == std::string::npos) return false;
-    *out = "\"" + text.substr(0, slash) + "\"/\"" + text.substr(slash + 1) + "\"";
-  }
-  return out->size() <= CONNECT_MAX;
 }
 
 int parse_options(int argc, char** argv, Options* options) {

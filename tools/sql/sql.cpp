@@ -33,7 +33,6 @@ using kernel::kernel_error_text;
 
 constexpr uint16_t ANSWER_CAPACITY = 65535;
 constexpr size_t NODE_MAX = 8;
-constexpr size_t CONNECT_MAX = 269;     // what OPEN sends of a connect string
 constexpr uint16_t NULL_LENGTH = 0xFFFF;
 constexpr int EXIT_ERROR = 1;
 constexpr int EXIT_USAGE = 2;
@@ -147,18 +146,6 @@ bool only_blanks(std::string_view text) {
     if (c != ' ' && c != '\t' && c != '\r' && c != '\n') return false;
   }
   return true;
-}
-
-// "USER/PASSWORD" becomes the quoted "USER"/"PASSWORD" of OPEN; a quoted one is kept.
-bool connect_string(const std::string& text, std::string* out) {
-  if (!text.empty() && text.front() == '"') {
-    *out = text;
-  } else {
-    const size_t slash = text.find('/');
-    if (slash == 0 || slash == std::string::npos) return false;
-    *out = "\"" + text.substr(0, slash) + "\"/\"" + text.substr(slash + 1) + "\"";
-  }
-  return out->size() <= CONNECT_MAX;
 }
 
 int parse_options(int argc, char** argv, Options* options) {
