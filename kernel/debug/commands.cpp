@@ -112,18 +112,28 @@ void open_session(const ProcRequest& r) {
   r.a->argument = static_cast<uint32_t>(proc_id);
 }
 
+// A session whose procedure has a frame in a chain of the client's that is parked is not
+// closed: that execution waits for the client, which ends it first (error 12).
 void close_session(const ProcRequest& r) {
   DebugState& g = debug_state();
   std::lock_guard hold(g.lock);
-  if (const uint32_t e = proc_close(g, debug_client(g, r.s, false), static_cast<int32_t>(r.argument))) {
-    answer_debugger_error(r.a, e);
+  DebugClient* c = debug_client(g, r.s, false);
+  const auto proc_id = static_cast<int32_t>(r.argument);
+  if (c != nullptr && owned_proc(g, c, proc_id) != nullptr && parked_in(c, proc_id)) {
+    return answer_debugger_error(r.a, DEBUGGER_ACTIVE_IN_SESSION);
   }
+  if (const uint32_t e = proc_close(g, c, proc_id)) answer_debugger_error(r.a, e);
 }
 
-// The client's debug session on the request's procedure, or nullptr with the error answered.
+// The client's debug session on the request's procedure, taking the procedure's text as
+// compiled now, or nullptr with the error answered.
 ProcDebug* session_of(DebugState& g, const ProcRequest& r) {
   ProcDebug* pd = owned_proc(g, debug_client(g, r.s, false), static_cast<int32_t>(r.argument));
-  if (pd == nullptr) answer_debugger_error(r.a, DEBUGGER_SESSION_NOT_OPEN);
+  if (pd == nullptr) {
+    answer_debugger_error(r.a, DEBUGGER_SESSION_NOT_OPEN);
+  } else {
+    proc_refresh(*pd, nullptr);
+  }
   return pd;
 }
 
@@ -134,7 +144,8 @@ void cursor_line(const ProcRequest& r) {
   std::lock_guard hold(g.lock);
   ProcDebug* pd = session_of(g, r);
   if (pd == nullptr) return;
-  if (const uint32_t e = proc_cursor(*pd, request.line, request.set)) answer_debugger_error(r.a, e);
+  if (const uint32_t e = proc_cursor(*pd, request.line, request.set)) return answer_debugger_error(r.a, e);
+  targets_rearm(pd->client, pd->proc_id);
 }
 
 void breakpoint(const ProcRequest& r, bool set) {
@@ -145,7 +156,8 @@ void breakpoint(const ProcRequest& r, bool set) {
   ProcDebug* pd = session_of(g, r);
   if (pd == nullptr) return;
   const uint32_t e = set ? proc_breakpoint_set(*pd, request) : proc_breakpoint_clear(*pd, request);
-  if (e != 0) answer_debugger_error(r.a, e);
+  if (e != 0) return answer_debugger_error(r.a, e);
+  targets_rearm(pd->client, pd->proc_id);
 }
 
 void set_breakpoint(const ProcRequest& r) { breakpoint(r, true); }

@@ -10,6 +10,7 @@
 
 #include "kernel/answer.h"
 #include "kernel/debug/channels.h"
+#include "kernel/debug/frames.h"
 #include "kernel/dispatch.h"
 #include "kernel/engine/engine.h"
 #include "kernel/engine/session.h"
@@ -308,6 +309,8 @@ void control_stop(Session* s, uint16_t execution, uint16_t room, KernelAnswer* a
   std::shared_ptr<DebugTarget> t = find_target(c, execution, true);
   if (t == nullptr) {
     if (const std::shared_ptr<DebugTarget> ended = find_target(c, execution, false)) return answer_event(g, ended, room, a);
+    // A caller in a parked chain: it cannot end while the procedure it called waits.
+    if (ParkedFrame p; parked_frame(c, execution, &p)) return answer_debugger_error(a, DEBUGGER_CALLED_ANOTHER);
     return answer_debugger_error(a, DEBUGGER_NOT_WAITING);
   }
   t->order = Order::END;

@@ -44,6 +44,16 @@ bool parked_frame(DebugClient* c, uint16_t id, ParkedFrame* out) {
   return false;
 }
 
+bool parked_in(const DebugClient* c, int32_t proc_id) {
+  for (const std::shared_ptr<DebugTarget>& t : c->targets) {
+    if (!t->parked || t->parked_record == nullptr) continue;
+    for (const Frame* f = t->parked_record->frame; f != nullptr; f = f->caller) {
+      if (f->record.proc_id == proc_id) return true;
+    }
+  }
+  return false;
+}
+
 std::vector<StackEntry> frame_stack(const Frame& f) {
   std::vector<StackEntry> out;
   for (const Frame* p = &f; p != nullptr && out.size() < STACK_ENTRIES_MAX; p = p->caller) {

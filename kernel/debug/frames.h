@@ -25,6 +25,9 @@ struct ParkedFrame {
 // one of its callers. false when none.
 bool parked_frame(DebugClient* c, uint16_t id, ParkedFrame* out);
 
+// Whether a chain of the client's that is parked has a frame of the procedure.
+bool parked_in(const DebugClient* c, int32_t proc_id);
+
 // The call stack from a frame outwards: procedure, line, execution and flags of each.
 std::vector<StackEntry> frame_stack(const Frame& f);
 // The variables of a frame (parameters, locals, then the return value when the unit has

@@ -47,8 +47,10 @@ void snapshot_take(FrameWatch& w) {
 
 void arm(DebugState& g, const DebugTarget& t, FrameWatch& w) {
   ExecRecord* record = w.record;
-  const ProcDebug* pd = owned_proc(g, t.client, record->proc_id);
-  // Breakpoints hold for the unit they were set on; a procedure altered since runs without.
+  ProcDebug* pd = owned_proc(g, t.client, record->proc_id);
+  // A frame of a procedure altered since its session opened: the session takes the new text's
+  // unit. Breakpoints hold for the unit they were set on; a frame of an older text runs without.
+  if (pd != nullptr && pd->unit.get() != record->unit) proc_refresh(*pd, nullptr);
   const bool same_unit = pd != nullptr && pd->unit.get() == record->unit;
   w.table = same_unit ? pd->table : nullptr;
   std::vector<int> watched = same_unit ? pd->watched : std::vector<int>{};
@@ -258,6 +260,10 @@ int32_t on_stop(EngineSession* es, ExecRecord* record, int pc) {
     disarm_all(*t);
     return 0;
   }
+  if (t->rearm) {
+    t->rearm = false;
+    target_arm(g, *t);
+  }
   FrameWatch* w = nullptr;
   for (auto it = t->frames.rbegin(); it != t->frames.rend() && w == nullptr; ++it) {
     if (it->record == record) w = &*it;
@@ -338,5 +344,18 @@ void target_watch(DebugState& g, DebugTarget& t, ExecRecord* record, int depth) 
 }
 
 void watch_refresh(FrameWatch& w) { snapshot_take(w); }
+
+void targets_rearm(const DebugClient* c, int32_t proc_id) {
+  for (const std::shared_ptr<DebugTarget>& t : c->targets) {
+    if (t->parked || t->finished) continue;
+    for (FrameWatch& w : t->frames) {
+      if (w.record->proc_id != proc_id) continue;
+      // Its stop table stays alive: the executing thread may be reading it now.
+      w.record->stops.store(nullptr, std::memory_order_relaxed);
+      w.record->trap.store(true, std::memory_order_relaxed);
+      t->rearm = true;
+    }
+  }
+}
 
 }  // namespace tavrel::kernel

@@ -28,6 +28,11 @@ void target_arm(DebugState& g, DebugTarget& t);
 // its procedure (or traces into it). On the executing thread, under lock.
 void target_watch(DebugState& g, DebugTarget& t, ExecRecord* record, int depth);
 
+// The breakpoints of a procedure changed: the frames of it that the client's running targets
+// watch look at their next statement, where the executing thread arms them anew (it alone may
+// let go of a stop table it reads). A parked target is armed anew when it runs on. Under lock.
+void targets_rearm(const DebugClient* c, int32_t proc_id);
+
 // The values of a frame's watched variables again (after the debugger assigned one).
 void watch_refresh(FrameWatch& w);
 

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "kernel/engine/registry.h"
+
 namespace tavrel::kernel {
 
 namespace {
@@ -53,9 +55,23 @@ bool unit_has_line(const Unit& u, uint32_t line) {
                      [line](const Statement& s) { return s.line >= 0 && static_cast<uint32_t>(s.line) == line; });
 }
 
+bool proc_refresh(ProcDebug& pd, std::shared_ptr<const Unit> unit) {
+  if (unit == nullptr) unit = registry_kept_unit(pd.proc_id);
+  if (unit == nullptr || unit == pd.unit || !unit->debug) return false;
+  pd.unit = std::move(unit);
+  const size_t vars = pd.unit->vars.size();
+  std::erase_if(pd.breakpoints, [vars](const KernelBreakpoint& b) {
+    return std::any_of(b.variables.begin(), b.variables.end(), [vars](int v) { return static_cast<size_t>(v) >= vars; });
+  });
+  rebuild(pd);
+  return true;
+}
+
 uint32_t proc_open(DebugState& g, DebugClient* c, int32_t proc_id, std::shared_ptr<const Unit> unit) {
   if (const auto it = g.procs.find(proc_id); it != g.procs.end()) {
-    return it->second.client == c ? 0u : uint32_t{DEBUGGER_DEBUGGED_ELSEWHERE};
+    if (it->second.client != c) return DEBUGGER_DEBUGGED_ELSEWHERE;
+    proc_refresh(it->second, std::move(unit));
+    return 0;
   }
   const auto held = std::count_if(g.procs.begin(), g.procs.end(), [c](const auto& e) { return e.second.client == c; });
   if (static_cast<size_t>(held) >= DEBUG_SESSIONS_MAX) return DEBUGGER_TOO_MANY_PROCEDURES;

@@ -12,8 +12,8 @@
 namespace tavrel::kernel {
 
 // Opens the client's debug session on a procedure whose unit was compiled FOR DEBUG; asking
-// again for a session the client holds changes nothing. Errors 2 (another client holds it)
-// and 4 (the client holds too many).
+// again for a session the client holds only takes the procedure's unit as compiled now.
+// Errors 2 (another client holds it) and 4 (the client holds too many).
 uint32_t proc_open(DebugState& g, DebugClient* c, int32_t proc_id, std::shared_ptr<const Unit> unit);
 // Closes it (error 7 when the client holds none); its breakpoints go with it.
 uint32_t proc_close(DebugState& g, DebugClient* c, int32_t proc_id);
@@ -30,6 +30,12 @@ uint32_t proc_breakpoint_clear(ProcDebug& pd, const BreakpointRequest& request);
 uint32_t proc_cursor(ProcDebug& pd, uint32_t line, bool set);
 // Any stop of the client's executions clears its run-to-cursor lines.
 void proc_cursors_clear(DebugState& g, const DebugClient* c);
+
+// A procedure altered since its debug session opened: the session takes the unit compiled from
+// the new text (unit, or the one the registry keeps when unit is nullptr) when it is compiled
+// for debugging. Its breakpoints stay by line (a line without a statement now marks nothing);
+// on-change ones whose variables the new unit lacks go. true when the unit changed.
+bool proc_refresh(ProcDebug& pd, std::shared_ptr<const Unit> unit);
 
 // Whether some statement of the unit is on the line (from 0 of the stored text).
 bool unit_has_line(const Unit& u, uint32_t line);

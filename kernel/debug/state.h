@@ -114,6 +114,7 @@ struct DebugTarget {
   Order order = Order::NONE;
   RunMode next_mode = RunMode::RUN;
   bool end = false;                  // ended by the debugger (stop, abort) or by KILL
+  bool rearm = false;                // breakpoints changed while it ran: armed at its next stop hook
   std::condition_variable wake;
 
   // What the client is told: each stop and the end count one event.

@@ -191,6 +191,13 @@ int registry_statement_triggers(sqlite3* db, const std::string& table_upper, uin
   return 0;
 }
 
+std::shared_ptr<const Unit> registry_kept_unit(int32_t proc_id) {
+  Registry& r = registry();
+  std::lock_guard<std::mutex> hold(r.lock);
+  const auto it = r.units.find(proc_id);
+  return it != r.units.end() ? it->second : nullptr;
+}
+
 void registry_forget(int32_t proc_id) {
   Registry& r = registry();
   std::lock_guard<std::mutex> hold(r.lock);

@@ -43,6 +43,10 @@ bool registry_trigger(sqlite3* db, int32_t trigger_id, TriggerInfo* out);
 int registry_statement_triggers(sqlite3* db, const std::string& table_upper, uint8_t event, bool before,
                                 std::vector<int32_t>* ids);
 
+// The unit of a procedure or trigger action as it is kept now, without compiling it; nullptr
+// when none is kept (never called since the kernel started or since it was forgotten).
+std::shared_ptr<const Unit> registry_kept_unit(int32_t proc_id);
+
 // Gives up what is kept of a unit (and of the names and triggers that lead to it).
 void registry_forget(int32_t proc_id);
 

@@ -70,6 +70,15 @@ inline const char* const DEBUGGED_UNITS[] = {
     "end;",
     // An endless loop, and a recursion whose deepest call sleeps.
     "create procedure SPIN() for debug declare var I integer default 0; code while true loop I := I + 1; endloop; end;",
+    // 1 .. 8: the same loop on lines of its own.
+    "create procedure LOOPS() for debug\n"
+    "declare\n"
+    "  var I integer default 0;\n"
+    "code\n"
+    "  while true loop\n"
+    "    I := I + 1;\n"
+    "  endloop;\n"
+    "end;",
     "create procedure REC(in N integer) code if N > 0 then call REC(N - 1); else sleep 600; endif; end;",
 };
 

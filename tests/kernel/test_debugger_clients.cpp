@@ -103,6 +103,69 @@ TEST_F(Clients, DebuggerErrorsWhereTheirSituationsArise) {
 // Answers "end the wait" at the tenth look, as a person pressing Esc would.
 bool tenth_look(void* user) { return ++*static_cast<int*>(user) >= 10; }
 
+TEST_F(Clients, AParkedChainKeepsItsSessionsOpenAndItsCallersFromEnding) {
+  ASSERT_EQ(run({"open OUTER", "open INNER", "break INNER 3", "run execute \"OUTER\"(1);"}),
+            "breakpoint 1\nstopped INNER line 3 breakpoint 1\n");
+  const uint32_t outer = session_find_name(d, "OUTER")->procedure_id;
+  const std::vector<ActiveEntry> list = active_entries(another());
+  const auto caller = std::find_if(list.begin(), list.end(), [outer](const ActiveEntry& e) { return e.procedure_id == outer; });
+  ASSERT_NE(caller, list.end());
+  // 16: OUTER waits for INNER, which it called; 12: OUTER's session has a frame that waits
+  // (tavrel-dbg itself refuses to close the procedure that it shows stopped).
+  EXPECT_EQ(debugger_error(proc(PROC_STOP, caller->execution_id, {}, PROC_ANSWER), main_), DEBUGGER_CALLED_ANOTHER);
+  EXPECT_EQ(run({"close OUTER", "close INNER"}), "");
+  EXPECT_EQ(tool.err,
+            "error 7204: В данной сессии имеется активная процедура, ждущая ответа от отладчика. Завершить ее?\n"
+            "error: INNER is stopped in the debugger\n");
+  // Ended, the chain lets both go.
+  tool.err.clear();
+  EXPECT_EQ(run({"stop", "close OUTER", "close INNER"}), "finished OUTER\n");
+  EXPECT_EQ(tool.err, "");
+}
+
+TEST_F(Clients, ABreakpointSetWhileTheRunGoesOnStopsItWithoutANewCall) {
+  // Continued past its breakpoint, the loop runs on after KILL ended the wait (the run is not
+  // aborted here, as a client that lets it go on would not).
+  ASSERT_EQ(run({"open LOOPS", "break LOOPS 6", "run execute \"LOOPS\"();", "delete 1"}),
+            "breakpoint 1\nstopped LOOPS line 6 breakpoint 1\n");
+  const uint32_t loops_id = session_find_name(d, "LOOPS")->procedure_id;
+  int looks = 0;
+  d.interrupt_wanted = tenth_look;
+  d.person_user = &looks;
+  bool interrupted = false;
+  proc_call_waiting(d, PROC_RUN, d.current_execution, {}, PROC_ANSWER, &interrupted);
+  ASSERT_TRUE(interrupted);
+  d.interrupt_wanted = nullptr;
+  RequestBlock* watcher = another();
+  await_active(watcher, [](const ActiveEntry& e) { return e.flags == EXEC_DEBUGGED && e.quanta > 1000; });
+  // The loop never calls anything: only a breakpoint that reaches its running frame stops it.
+  ASSERT_EQ(request_breakpoint(d, PROC_SET_BREAKPOINT, loops_id, BreakpointRequest{5, BREAKPOINT_LINE, 1, {}}), 0);
+  const std::vector<ActiveEntry> list =
+      await_active(watcher, [](const ActiveEntry& e) { return e.flags == (PARKED | EXEC_AT_BREAKPOINT); });
+  ASSERT_EQ(request_abort(d, list.front().execution_id), 0);
+  while (!active_entries(watcher).empty()) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+}
+
+TEST_F(Clients, AProcedureAlteredWhileDebuggedStopsAtTheBreakpointsOfItsNewText) {
+  ASSERT_EQ(run({"open INNER", "break INNER 5"}), "breakpoint 1\n");
+  // Two lines more before the breakpoint's line: line 5 is now "ACC := ACC + X;".
+  ASSERT_EQ(execute(&sql_,
+                    "create or replace procedure INNER(in X integer, inout ACC integer) for debug\n"
+                    "declare\n"
+                    "  var K integer;\n"
+                    "code\n"
+                    "  ACC := ACC + X;\n"
+                    "  K := 1;\n"
+                    "end;"),
+            0u);
+  EXPECT_EQ(run({"run execute \"INNER\"(1, 2);", "locals", "step", "continue"}),
+            "stopped INNER line 5 breakpoint 1\n{ X } = 1 (INTEGER)\n{ ACC } = 2 (INTEGER)\n{ K } = (NULL)\n"
+            "stopped INNER line 6\nfinished INNER\n");
+  // A breakpoint set now is checked against the new text: line 4 is "code" (it was "if").
+  EXPECT_EQ(run({"break INNER 4"}), "");
+  EXPECT_EQ(tool.err, "error 7204: Неверный номер строки для начала инструкции\n");
+}
+
 TEST_F(Clients, KillEndsAWaitAndARunThatNeverStops) {
   int looks = 0;
   d.interrupt_wanted = tenth_look;
