@@ -732,22 +732,11 @@ void BM_channel_gete(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations());
 }
 
-// Between two looks at a waiting request: spins instead of sleeping, so that the step's own
-// round trip is measured, not the client's pauses.
-void spin_until_answer(const DebugCalls& calls, RequestBlock* block, int milliseconds) {
-  const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
-  while (calls.wait(block, 0) != 0 && std::chrono::steady_clock::now() < end) {
-  }
-}
-
-// A step (PROC 6) of a procedure stopped in the debugger, through the debugger's library: the
-// loop of BENCH_LOOP_DEBUG is run under the debugger to a breakpoint on its line 4 ("S := 0")
-// and then stepped round and round.
-void BM_debugger_step(benchmark::State& state) {
-  RequestBlock block = kernel().session;
-  Debugger d;
-  debugger_init(d, &block, "\"DEMO\"/\"DEMO\"", "UTF-8");
-  d.calls.pause = spin_until_answer;
+// Runs the loop of BENCH_LOOP_DEBUG under the debugger to a breakpoint on its line 4
+// ("S := 0"), from where the step rows step it round and round; false with the row skipped
+// when it did not stop there.
+bool stopped_in_loop(benchmark::State& state, Debugger& d, RequestBlock* block) {
+  debugger_init(d, block, "\"DEMO\"/\"DEMO\"", "UTF-8");
   DebugSession* session = nullptr;
   const BreakpointRequest first{4, BREAKPOINT_LINE, 0, {}};
   if (session_open(d, "BENCH_LOOP_DEBUG", 0, false, &session) != 0 ||
@@ -756,8 +745,37 @@ void BM_debugger_step(benchmark::State& state) {
       d.current_execution == EXECUTION_NONE) {
     state.SkipWithError("the run did not stop in the debugger");
     debugger_shutdown(d);
-    return;
+    return false;
   }
+  return true;
+}
+
+// A step (PROC 6) of a procedure stopped in the debugger, sent as GETE is (a plain call that
+// waits for its answer): the kernel's and the channel's part of a step.
+void BM_debugger_step(benchmark::State& state) {
+  RequestBlock block = kernel().session;
+  Debugger d;
+  if (!stopped_in_loop(state, d, &block)) return;
+  for (auto _ : state) {
+    ExecState stopped;
+    if (proc_call(d, PROC_STEP, d.current_execution, {}, PROC_ANSWER) != 0 ||
+        exec_state_read(d.answer, &stopped) != 0 || (stopped.flags & EXEC_FINISHED) != 0) {
+      state.SkipWithError("step");
+      break;
+    }
+  }
+  state.SetItemsProcessed(state.iterations());
+  debugger_stop(d);
+  debugger_shutdown(d);
+}
+
+// The same step as the debugger's library takes it for a person: the waiting request (sent
+// without waiting, its completion awaited in the pauses that look for Esc), the messages the
+// procedure printed, the state record's processing.
+void BM_debugger_step_library(benchmark::State& state) {
+  RequestBlock block = kernel().session;
+  Debugger d;
+  if (!stopped_in_loop(state, d, &block)) return;
   for (auto _ : state) {
     if (debugger_step(d, PROC_STEP) != 0 || d.current_execution == EXECUTION_NONE) {
       state.SkipWithError("step");
@@ -1211,6 +1229,10 @@ void register_all(std::vector<Ratio>* ratios) {
       ->UseRealTime()
       ->Unit(benchmark::kMicrosecond);
   ratios->push_back({"round_trip/debugger_step", "round_trip/channel_gete"});
+  benchmark::RegisterBenchmark("round_trip/debugger_step_library", BM_debugger_step_library)
+      ->UseRealTime()
+      ->Unit(benchmark::kMicrosecond);
+  ratios->push_back({"round_trip/debugger_step_library", "round_trip/channel_gete"});
 }
 
 // Its own section: the two rows started as processes, with their ratio.

@@ -171,7 +171,7 @@ constexpr KernelCommand KERNEL_COMMANDS[] = {
     {{'S', 'L', 'C', 'T'}, handle_select, COMMAND_ON_WORKER | COMMAND_QUICK_SELECT | SESSION},
     {{'G', 'E', 'T', 'N'}, handle_next, COMMAND_FROM_MEMORY | SESSION},
     {{'G', 'P', 'R', 'C'}, handle_text_portion, COMMAND_FROM_MEMORY | SESSION},
-    {{'P', 'R', 'O', 'C'}, handle_proc, COMMAND_ON_WORKER | SESSION},
+    {{'P', 'R', 'O', 'C'}, handle_proc, COMMAND_ON_WORKER | COMMAND_DEBUGGER | SESSION},
     {{'D', 'E', 'S', 'C'}, handle_describe, COMMAND_FROM_MEMORY | SESSION},
     {{'G', 'E', 'T', 'E'}, handle_error_text, COMMAND_FROM_MEMORY | SESSION},
     {{'C', 'L', 'O', 'S'}, handle_close, COMMAND_ON_WORKER | COMMAND_ENDS_SESSION | SESSION},

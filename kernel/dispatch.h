@@ -31,6 +31,10 @@ enum CommandFlag : uint32_t {
   COMMAND_PIECE = 0x20,
   // The session ends with the answer (CLOS).
   COMMAND_ENDS_SESSION = 0x40,
+  // Some of its forms are served on the server thread when the worker is idle (the
+  // debugger's requests that need no connection; its orders to parked executions are
+  // answered by the executions' threads): see debugger_serve_here.
+  COMMAND_DEBUGGER = 0x80,
 };
 
 // Runs one request of a session, filling the answer (code, data, count).

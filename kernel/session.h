@@ -59,6 +59,9 @@ struct Session {
   bool closed = false;   // CLOS answered: the session takes no further requests
   bool running = false;  // a request of the session runs: the connection is held
   bool running_job = false;  // what runs is a job (SessionJob), not a request of the client
+  // A request's answer is left to another thread (a debugger's order to a parked execution,
+  // kernel/debug/state.h): the session takes no other request until it has left.
+  bool deferred = false;
   std::atomic<bool> finished{false};  // the worker has ended and closed the connection
 
   Connection connection;

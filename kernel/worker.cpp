@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "kernel/answer.h"
+#include "kernel/assembly.h"
 #include "kernel/debug/debugger.h"
 #include "kernel/dispatch.h"
 #include "kernel/engine/engine.h"
@@ -41,25 +42,46 @@ bool run_and_answer(Session* s, const std::vector<uint8_t>& message) {
   return !handled.ends_session;
 }
 
-// A request tried on the server thread while it holds the connection: false when it must
-// go to the worker after all (nothing has been answered then).
-bool run_here(Session* s, const std::vector<uint8_t>& message, const KernelCommand& command) {
-  // The final exchange of a request being joined finishes it on the worker.
-  if (s->assembly.active) return false;
-  if ((command.flags & COMMAND_FROM_MEMORY) != 0) {
-    run_and_answer(s, message);  // never ends the session: only worker commands do
-    return true;
-  }
-  assert((command.flags & COMMAND_QUICK_SELECT) != 0);
+enum class Here : uint8_t { NOT_HERE, ANSWERED, LEFT };
+
+// A debugger's request tried on the server thread.
+Here debugger_here(Session* s, const std::vector<uint8_t>& message) {
   KernelRequest request{};
-  if (kernel_parse_frame(message.data(), message.size(), &request) != 0) return false;
+  if (kernel_parse_frame(message.data(), message.size(), &request) != 0) return Here::NOT_HERE;
   KernelAnswer answer;
   answer.channel = s->channel;
   answer.position = request.block.position;
-  if (!select_open_quick(s, request, &answer)) return false;
+  switch (debugger_serve_here(s, request, &answer)) {
+    case DebuggerServed::ON_WORKER: return Here::NOT_HERE;
+    case DebuggerServed::LEFT_TO_EXECUTION: return Here::LEFT;
+    case DebuggerServed::ANSWERED: break;
+  }
   answer_fit(request, &answer, &s->pending);
   answer_send(s->endpoint, request, answer);
-  return true;
+  return Here::ANSWERED;
+}
+
+// A request tried on the server thread while it holds the connection: NOT_HERE when it must
+// go to the worker after all (nothing has been answered then), LEFT when its answer is left
+// to another thread.
+Here run_here(Session* s, const std::vector<uint8_t>& message, const KernelCommand& command) {
+  // The final exchange of a request being joined finishes it on the worker.
+  if (s->assembly.active) return Here::NOT_HERE;
+  if ((command.flags & COMMAND_DEBUGGER) != 0) return debugger_here(s, message);
+  if ((command.flags & COMMAND_FROM_MEMORY) != 0) {
+    run_and_answer(s, message);  // never ends the session: only worker commands do
+    return Here::ANSWERED;
+  }
+  assert((command.flags & COMMAND_QUICK_SELECT) != 0);
+  KernelRequest request{};
+  if (kernel_parse_frame(message.data(), message.size(), &request) != 0) return Here::NOT_HERE;
+  KernelAnswer answer;
+  answer.channel = s->channel;
+  answer.position = request.block.position;
+  if (!select_open_quick(s, request, &answer)) return Here::NOT_HERE;
+  answer_fit(request, &answer, &s->pending);
+  answer_send(s->endpoint, request, answer);
+  return Here::ANSWERED;
 }
 
 // Interrupts what the session runs; its lock is held. Not the holder: sqlite3_interrupt is
@@ -78,7 +100,9 @@ void worker(Session* s) {
     SessionJob job;
     {
       std::unique_lock lock(s->lock);
-      s->wake.wait(lock, [s] { return !s->running && (!s->queue.empty() || !s->jobs.empty() || s->closing); });
+      s->wake.wait(lock, [s] {
+        return !s->running && !s->deferred && (!s->queue.empty() || !s->jobs.empty() || s->closing);
+      });
       if (!s->jobs.empty()) {
         job = std::move(s->jobs.front());
         s->jobs.pop_front();
@@ -149,17 +173,23 @@ bool session_post(Session* session, std::vector<uint8_t> message) {
   if (command != nullptr && (command->flags & COMMAND_ENDS_SESSION) != 0 && session->running_job) {
     interrupt_held(session);
   }
-  if (command != nullptr && (command->flags & (COMMAND_FROM_MEMORY | COMMAND_QUICK_SELECT)) != 0 &&
-      !session->running && session->queue.empty() && session->jobs.empty()) {
+  constexpr uint32_t HERE = COMMAND_FROM_MEMORY | COMMAND_QUICK_SELECT | COMMAND_DEBUGGER;
+  if (command != nullptr && (command->flags & HERE) != 0 && !session->running && !session->deferred &&
+      session->queue.empty() && session->jobs.empty()) {
     session->running = true;
     session->interrupted = false;
+    // An order's answer may leave from the execution's thread (and clear the mark) before
+    // this thread is back.
+    const bool may_defer = (command->flags & COMMAND_DEBUGGER) != 0;
+    session->deferred = may_defer;
     connection_hold(&session->connection);
     lock.unlock();
-    const bool answered = run_here(session, message, *command);
+    const Here served = run_here(session, message, *command);
     lock.lock();
     connection_release(&session->connection);
     session->running = false;
-    if (answered) {
+    if (served != Here::LEFT && may_defer) session->deferred = false;
+    if (served != Here::NOT_HERE) {
       if (!session->queue.empty() || !session->jobs.empty() || session->closing) session->wake.notify_one();
       return true;
     }
@@ -173,7 +203,7 @@ bool session_post_job(Session* session, SessionJob job) {
   std::lock_guard lock(session->lock);
   // Jobs wait behind jobs (one that is ending as this one comes, say); a request of the
   // client's own, running or waiting, makes the session busy.
-  if (session->closed || session->closing || (session->running && !session->running_job) ||
+  if (session->closed || session->closing || (session->running && !session->running_job) || session->deferred ||
       !session->queue.empty()) {
     return false;
   }

@@ -2,7 +2,8 @@
 // order they arrived, on the session's own thread. A request that reads only what the
 // session holds (and a short select run before) is answered at once on the server thread
 // instead, when the worker is idle; the session's connection changes hands for it
-// (kernel/connection.h).
+// (kernel/connection.h). So is a debugger's order to a parked execution, whose answer the
+// execution's thread sends at its next stop (the session is marked deferred until then).
 #pragma once
 
 #include <cstdint>

@@ -29,6 +29,7 @@ namespace {
 // One PROC request as the handlers see it.
 struct ProcRequest {
   Session* s;
+  uint32_t subcommand;
   uint32_t argument;
   std::span<const uint8_t> data;
   uint16_t room;
@@ -37,9 +38,16 @@ struct ProcRequest {
 
 using ProcHandler = void (*)(const ProcRequest& r);
 
+// Where a sub-command is served: on the worker, which holds the session's connection and may
+// wait; on the server thread when the worker is idle, for those that read and write only the
+// debugger's records (a lock held for microseconds); or handed to the parked execution, whose
+// thread answers it.
+enum class Place : uint8_t { WORKER, SERVER, EXECUTION };
+
 struct ProcCommand {
   uint32_t subcommand;
   ProcHandler handler;
+  Place place;
 };
 
 sqlite3* db_of(const ProcRequest& r) { return connection_db(r.s->connection); }
@@ -149,10 +157,29 @@ void run_statement(const ProcRequest& r) {
   control_run(r.s, static_cast<int32_t>(r.argument), r.data, r.room, r.a);
 }
 uint16_t execution_of(const ProcRequest& r) { return static_cast<uint16_t>(r.argument); }
-void step(const ProcRequest& r) { control_go(r.s, execution_of(r), RunMode::STEP, r.room, r.a); }
-void trace(const ProcRequest& r) { control_go(r.s, execution_of(r), RunMode::TRACE, r.room, r.a); }
-void run_on(const ProcRequest& r) { control_go(r.s, execution_of(r), RunMode::RUN, r.room, r.a); }
-void run_to_return(const ProcRequest& r) { control_go(r.s, execution_of(r), RunMode::RETURN, r.room, r.a); }
+
+// The orders that let a parked execution run on, and how each runs.
+struct RunOrder {
+  uint32_t subcommand;
+  RunMode mode;
+};
+constexpr RunOrder RUN_ORDERS[] = {
+    {PROC_STEP, RunMode::STEP},
+    {PROC_TRACE, RunMode::TRACE},
+    {PROC_RUN, RunMode::RUN},
+    {PROC_RUN_TO_RETURN, RunMode::RETURN},
+};
+
+const RunOrder* run_order(uint32_t subcommand) {
+  for (const RunOrder& o : RUN_ORDERS) {
+    if (o.subcommand == subcommand) return &o;
+  }
+  return nullptr;
+}
+
+void run_on(const ProcRequest& r) {
+  control_go(r.s, execution_of(r), run_order(r.subcommand)->mode, r.room, r.a);
+}
 void stop(const ProcRequest& r) { control_stop(r.s, execution_of(r), r.room, r.a); }
 void wait_call(const ProcRequest& r) {
   if (r.argument == 0) return answer_debugger_error(r.a, DEBUGGER_BAD_PROCEDURE_ID);
@@ -317,31 +344,38 @@ void active_list(const ProcRequest& r) {
 }
 
 constexpr std::array<ProcCommand, 24> PROC_COMMANDS = {{
-    {PROC_OPEN_SESSION, open_session},
-    {PROC_CLOSE_SESSION, close_session},
-    {PROC_TEMP_BREAKPOINT, cursor_line},
-    {PROC_EXECUTE, run_statement},
-    {PROC_STEP, step},
-    {PROC_TRACE, trace},
-    {PROC_RUN, run_on},
-    {PROC_RUN_TO_RETURN, run_to_return},
-    {PROC_STOP, stop},
-    {PROC_READ_TABLE, printed},
-    {PROC_CALL_STACK, call_stack},
-    {PROC_LOCALS, locals},
-    {PROC_WAIT_FOR_CALL, wait_call},
-    {PROC_SET_BREAKPOINT, set_breakpoint},
-    {PROC_CLEAR_BREAKPOINT, clear_breakpoint},
-    {PROC_VARIABLE_TABLE, variable_table},
-    {PROC_RELEASE_TABLE, release_table},
-    {PROC_FIND_VARIABLE, find_variable},
-    {PROC_CATCH_ANY, catch_any},
-    {PROC_ACTIVE_LIST, active_list},
-    {PROC_ABORT, abort_execution},
-    {PROC_READ_VARIABLE, read_variable},
-    {PROC_ASSIGN_VARIABLE, assign_variable},
-    {PROC_LIST_PROCEDURES, nullptr},  // answered by the catalogue before the debugger
+    {PROC_OPEN_SESSION, open_session, Place::WORKER},
+    {PROC_CLOSE_SESSION, close_session, Place::SERVER},
+    {PROC_TEMP_BREAKPOINT, cursor_line, Place::SERVER},
+    {PROC_EXECUTE, run_statement, Place::WORKER},
+    {PROC_STEP, run_on, Place::EXECUTION},
+    {PROC_TRACE, run_on, Place::EXECUTION},
+    {PROC_RUN, run_on, Place::EXECUTION},
+    {PROC_RUN_TO_RETURN, run_on, Place::EXECUTION},
+    {PROC_STOP, stop, Place::WORKER},
+    {PROC_READ_TABLE, printed, Place::SERVER},
+    {PROC_CALL_STACK, call_stack, Place::SERVER},
+    {PROC_LOCALS, locals, Place::SERVER},
+    {PROC_WAIT_FOR_CALL, wait_call, Place::WORKER},
+    {PROC_SET_BREAKPOINT, set_breakpoint, Place::SERVER},
+    {PROC_CLEAR_BREAKPOINT, clear_breakpoint, Place::SERVER},
+    {PROC_VARIABLE_TABLE, variable_table, Place::WORKER},
+    {PROC_RELEASE_TABLE, release_table, Place::SERVER},
+    {PROC_FIND_VARIABLE, find_variable, Place::SERVER},
+    {PROC_CATCH_ANY, catch_any, Place::WORKER},
+    {PROC_ACTIVE_LIST, active_list, Place::SERVER},
+    {PROC_ABORT, abort_execution, Place::WORKER},
+    {PROC_READ_VARIABLE, read_variable, Place::SERVER},
+    {PROC_ASSIGN_VARIABLE, assign_variable, Place::SERVER},
+    {PROC_LIST_PROCEDURES, nullptr, Place::WORKER},  // answered by the catalogue before the debugger
 }};
+
+const ProcCommand* proc_command(uint32_t subcommand) {
+  for (const ProcCommand& c : PROC_COMMANDS) {
+    if (c.subcommand == subcommand && c.handler != nullptr) return &c;
+  }
+  return nullptr;
+}
 
 }  // namespace
 
@@ -350,15 +384,24 @@ void debugger_install() {
   std::call_once(once, hooks_install);
 }
 
+DebuggerServed debugger_serve_here(Session* s, const KernelRequest& r, KernelAnswer* a) {
+  const ProcCommand* c = proc_command(r.block.position);
+  if (c == nullptr || c->place == Place::WORKER) return DebuggerServed::ON_WORKER;
+  if (c->place == Place::EXECUTION) {
+    return control_go_deferred(s, r, run_order(c->subcommand)->mode) ? DebuggerServed::LEFT_TO_EXECUTION
+                                                                       : DebuggerServed::ON_WORKER;
+  }
+  debugger_command(s, r, a);
+  return DebuggerServed::ANSWERED;
+}
+
 void debugger_command(Session* s, const KernelRequest& r, KernelAnswer* a) {
   // The channel leaves out the trailing zero bytes of the data: they are put back up to the
   // answer length, so that every byte a layout names can be read.
   std::vector<uint8_t> data(r.part[3], r.part[3] + r.part_length[3]);
   if (data.size() < r.block.answer_length) data.resize(r.block.answer_length, 0);
-  const ProcRequest request{s, r.block.argument, data, r.block.answer_length, a};
-  for (const ProcCommand& c : PROC_COMMANDS) {
-    if (c.subcommand == r.block.position && c.handler != nullptr) return c.handler(request);
-  }
+  const ProcRequest request{s, r.block.position, r.block.argument, data, r.block.answer_length, a};
+  if (const ProcCommand* c = proc_command(r.block.position)) return c->handler(request);
   answer_debugger_error(a, DEBUGGER_BAD_COMMAND);
 }
 

@@ -8,6 +8,7 @@
 #include <string>
 #include <thread>
 
+#include "kernel/answer.h"
 #include "kernel/debug/channels.h"
 #include "kernel/dispatch.h"
 #include "kernel/engine/engine.h"
@@ -17,6 +18,7 @@
 #include "kernel/text.h"
 #include "protocol/bytes.h"
 #include "protocol/exec_result.h"
+#include "protocol/request.h"
 #include "text/unicode.h"
 
 namespace tavrel::kernel {
@@ -79,7 +81,8 @@ std::shared_ptr<DebugTarget> find_target(DebugClient* c, uint16_t execution, boo
 
 // The end of a run's statement, on the internal channel's worker: what the answer of the
 // statement says becomes the target's last event.
-void run_finished(DebugState& g, DebugTarget& t, const std::string& utf8, const KernelAnswer* answer) {
+void run_finished(DebugState& g, DebugTarget& t, const std::string& utf8, const KernelAnswer* answer,
+                  DeferredSend* send) {
   t.frames.clear();
   t.root = nullptr;
   t.state = ExecState{static_cast<uint32_t>(t.root_proc), t.root_id == EXEC_NONE ? uint16_t{0} : t.root_id,
@@ -98,10 +101,10 @@ void run_finished(DebugState& g, DebugTarget& t, const std::string& utf8, const 
     t.failure_system = answer->system_code;
   }
   t.finished = true;
-  ++t.events;
   if (t.client != nullptr) {
-    t.client->wake.notify_all();
+    target_event(g, t, send);  // may free t
   } else {
+    ++t.events;
     target_forget(g, &t);  // may free t
   }
 }
@@ -110,29 +113,92 @@ void run_finished(DebugState& g, DebugTarget& t, const std::string& utf8, const 
 void run_job(const std::shared_ptr<DebugTarget>& t, const std::string& utf8, Session* i, bool run) {
   DebugState& g = debug_state();
   EngineSession* es = i->engine;
+  DeferredSend send;
+  bool ran = false;
   {
     std::lock_guard hold(g.lock);
     if (!run || es == nullptr) {
-      run_finished(g, *t, utf8, nullptr);
-      return;
-    }
-    if (t->end) {
+      run_finished(g, *t, utf8, nullptr, &send);
+    } else if (t->end) {
       KernelAnswer ended;
       ended.code = KERNEL_INTERRUPTED;
-      run_finished(g, *t, utf8, &ended);
-      return;
+      run_finished(g, *t, utf8, &ended, &send);
+    } else {
+      t->es = es;
+      es->debugger.store(t.get());
+      ran = true;
     }
-    t->es = es;
-    es->debugger.store(t.get());
   }
-  KernelAnswer answer;
-  session_run_text(i, text_from_utf8(utf8, i->codepage), &answer);
-  std::lock_guard hold(g.lock);
-  es->debugger.store(nullptr);
-  run_finished(g, *t, utf8, &answer);
+  if (ran) {
+    KernelAnswer answer;
+    session_run_text(i, text_from_utf8(utf8, i->codepage), &answer);
+    std::lock_guard hold(g.lock);
+    es->debugger.store(nullptr);
+    run_finished(g, *t, utf8, &answer, &send);
+  }
+  deferred_send(send, false);
+}
+
+// The client's shared hold on a target it knows by address.
+std::shared_ptr<DebugTarget> held_target(const DebugClient* c, const DebugTarget* target) {
+  for (const std::shared_ptr<DebugTarget>& t : c->targets) {
+    if (t.get() == target) return t;
+  }
+  return nullptr;
+}
+
+// Moves the client's deferred answer into send, with the channel and position a worker's
+// answer would carry.
+void take_deferred(DebugClient* c, DeferredSend* send) {
+  DeferredAnswer& d = c->deferred;
+  send->session = d.session;
+  send->request = d.request;
+  send->answer = KernelAnswer{};
+  send->answer.channel = d.session->channel;
+  send->answer.position = d.request.block.position;
+  d = DeferredAnswer{};
 }
 
 }  // namespace
+
+void target_event(DebugState& g, DebugTarget& target, DeferredSend* send) {
+  ++target.events;
+  DebugClient* c = target.client;
+  if (c == nullptr) return;
+  c->wake.notify_all();
+  if (c->deferred.session == nullptr || c->deferred.target != &target) return;
+  // Kept until the answer is made: a finished target is forgotten by it.
+  const std::shared_ptr<DebugTarget> keep = held_target(c, &target);
+  const uint16_t room = c->deferred.room;
+  take_deferred(c, send);
+  if (keep != nullptr) answer_event(g, keep, room, &send->answer);
+}
+
+void deferred_interrupt(DebugState& g, DebugClient* c, DeferredSend* send) {
+  if (c->deferred.session == nullptr) return;
+  const std::shared_ptr<DebugTarget> t = held_target(c, c->deferred.target);
+  take_deferred(c, send);
+  if (t != nullptr) {
+    interrupted(g, t, &send->answer);
+  } else {
+    send->answer.code = KERNEL_INTERRUPTED;
+  }
+}
+
+void deferred_send(DeferredSend& send, bool session_locked) {
+  Session* s = send.session;
+  if (s == nullptr) return;
+  IpcEndpoint* endpoint = s->endpoint;
+  {
+    std::unique_lock hold(s->lock, std::defer_lock);
+    if (!session_locked) hold.lock();
+    s->deferred = false;
+    if (!s->queue.empty() || !s->jobs.empty() || s->closing) s->wake.notify_one();
+  }
+  // The session may end from here on: only what was copied out of it is used.
+  send.session = nullptr;
+  if (endpoint != nullptr) answer_send(endpoint, send.request, send.answer);
+}
 
 void answer_debugger_error(KernelAnswer* a, uint32_t number) {
   a->data.clear();
@@ -206,6 +272,32 @@ void control_go(Session* s, uint16_t execution, RunMode mode, uint16_t room, Ker
   t->wake.notify_all();
   if (!await_event(hold, s, c, *t, seen)) return interrupted(g, t, a);
   answer_event(g, t, room, a);
+}
+
+bool control_go_deferred(Session* s, const KernelRequest& r, RunMode mode) {
+  const uint16_t room = r.block.answer_length;
+  // An answer that might not fit one exchange is left to the worker, which splits it.
+  if (room < EXEC_STATE_SIZE || room > ANSWER_DATA_MAX) return false;
+  DebugState& g = debug_state();
+  std::lock_guard hold(g.lock);
+  DebugClient* c = debug_client(g, s, false);
+  if (c == nullptr || c->deferred.session != nullptr) return false;
+  const std::shared_ptr<DebugTarget> t = find_target(c, static_cast<uint16_t>(r.block.argument), true);
+  if (t == nullptr) return false;
+  DeferredAnswer& d = c->deferred;
+  d.session = s;
+  d.request = r;
+  // The parts point into the request's message, which is gone by the time the answer leaves.
+  for (int k = 0; k < 4; ++k) {
+    d.request.part[k] = nullptr;
+    d.request.part_length[k] = 0;
+  }
+  d.room = room;
+  d.target = t.get();
+  t->next_mode = mode;
+  t->order = Order::GO;
+  t->wake.notify_all();
+  return true;
 }
 
 void control_stop(Session* s, uint16_t execution, uint16_t room, KernelAnswer* a) {

@@ -17,6 +17,22 @@ namespace tavrel::kernel {
 void control_run(Session* s, int32_t proc_id, std::span<const uint8_t> data, uint16_t room, KernelAnswer* a);
 // PROC 6-9: the parked execution runs on as mode says.
 void control_go(Session* s, uint16_t execution, RunMode mode, uint16_t room, KernelAnswer* a);
+// The same on the server thread, the client's session marked deferred: the order is given and
+// the answer left to the execution's next event (true), or nothing is done (false: the
+// request goes to the worker, which answers errors and ends the client was not yet told).
+bool control_go_deferred(Session* s, const KernelRequest& r, RunMode mode);
+
+// The target has a new event (it parked, or it ended): its client's request that waits for it
+// is woken, and an answer deferred to this event is taken into send. May forget a finished
+// target whose answer is taken (the caller must not use it afterwards). Under the debugger's
+// lock.
+void target_event(DebugState& g, DebugTarget& target, DeferredSend* send);
+// KILL of a client whose answer is deferred: it is taken into send as interrupted, and an
+// execution it caught runs on without it. Under the debugger's lock.
+void deferred_interrupt(DebugState& g, DebugClient* c, DeferredSend* send);
+// Sends what was taken, after the debugger's lock is let go: the client's session is no longer
+// busy, then the answer leaves. session_locked: the caller holds the session's lock.
+void deferred_send(DeferredSend& send, bool session_locked);
 // PROC 10: the parked execution ends; the answer is its end (flag 0x4000).
 void control_stop(Session* s, uint16_t execution, uint16_t room, KernelAnswer* a);
 // PROC 16 (a procedure) and 25 (proc_id 0: any procedure the client debugs).

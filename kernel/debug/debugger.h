@@ -27,6 +27,17 @@ void debugger_install();
 // block the worker until the execution stops or ends, or KILL reaches the session.
 void debugger_command(Session* s, const KernelRequest& r, KernelAnswer* a);
 
+// How the server thread served a PROC request that it tried while the session's worker was
+// idle, the session marked deferred for the time.
+enum class DebuggerServed : uint8_t {
+  ON_WORKER,          // not served: the request goes to the worker as any other
+  ANSWERED,           // it read or wrote only the debugger's records; the answer is filled in
+  LEFT_TO_EXECUTION,  // an order (6-9) given to a parked execution, whose thread sends the
+                      // answer at its next stop or end and then clears the session's mark
+};
+// Spares the hand-overs to and from the worker for what a debugger asks at every step.
+DebuggerServed debugger_serve_here(Session* s, const KernelRequest& r, KernelAnswer* a);
+
 // KILL of a session, from any thread while its lock is held: a request of it that waits for
 // an execution ends (1071), and an execution of it parked in the debugger ends.
 void debugger_interrupt(Session* s);

@@ -4,6 +4,7 @@
 
 #include <mutex>
 
+#include "kernel/debug/control.h"
 #include "kernel/debug/procs.h"
 #include "kernel/engine/session.h"
 #include "values/value_wire.h"
@@ -112,9 +113,16 @@ int32_t park(DebugState& g, std::unique_lock<std::mutex>& hold, DebugTarget& t, 
   t.parked = true;
   t.parked_record = record;
   t.order = Order::NONE;
-  ++t.events;
   proc_cursors_clear(g, t.client);
-  t.client->wake.notify_all();
+  DeferredSend send;
+  target_event(g, t, &send);
+  if (send.session != nullptr) {
+    // The answer leaves from here, without the lock; an order that comes meanwhile is seen
+    // by the wait below.
+    hold.unlock();
+    deferred_send(send, false);
+    hold.lock();
+  }
   t.wake.wait(hold, [&] {
     return t.order != Order::NONE || t.end || t.client == nullptr || es->interrupted.load(std::memory_order_relaxed);
   });
@@ -141,7 +149,8 @@ int32_t park(DebugState& g, std::unique_lock<std::mutex>& hold, DebugTarget& t, 
 }
 
 // The end of a caught root: the client learns it with the exception and the return value.
-void finish_caught(DebugState& g, DebugTarget& t, EngineSession* es, ExecRecord* record, int32_t code) {
+void finish_caught(DebugState& g, DebugTarget& t, EngineSession* es, ExecRecord* record, int32_t code,
+                   DeferredSend* send) {
   const bool exception = code != 0 && code != RAISE_INTERRUPT;
   t.state = ExecState{static_cast<uint32_t>(t.root_proc), t.root_id,
                       static_cast<uint32_t>(record->line.load(std::memory_order_relaxed)), EXEC_FINISHED,
@@ -151,11 +160,12 @@ void finish_caught(DebugState& g, DebugTarget& t, EngineSession* es, ExecRecord*
   t.root = nullptr;
   t.finished = true;
   es->debugger.store(nullptr);
-  ++t.events;
+  // Either may free t: the last thing done with it.
   if (t.client != nullptr) {
-    t.client->wake.notify_all();
+    target_event(g, t, send);
   } else {
-    target_forget(g, &t);  // may free t: the last thing done with it
+    ++t.events;
+    target_forget(g, &t);
   }
 }
 
@@ -211,21 +221,25 @@ void on_enter(EngineSession* es, ExecRecord* record) {
 
 void on_leave(EngineSession* es, ExecRecord* record, int32_t code) {
   DebugState& g = debug_state();
-  std::lock_guard hold(g.lock);
-  DebugTarget* t = es->debugger.load();
-  if (t == nullptr) return;
-  if (!t->frames.empty() && t->frames.back().record == record) {
-    disarm(record);
-    t->frames.pop_back();
+  DeferredSend send;
+  {
+    std::lock_guard hold(g.lock);
+    DebugTarget* t = es->debugger.load();
+    if (t == nullptr) return;
+    if (!t->frames.empty() && t->frames.back().record == record) {
+      disarm(record);
+      t->frames.pop_back();
+    }
+    if (record != t->root) return;
+    if (t->started_by_run) {
+      // The run's job tells the end, when the whole statement has run.
+      t->root_line = record->line.load(std::memory_order_relaxed);
+      t->root = nullptr;
+      return;
+    }
+    finish_caught(g, *t, es, record, code, &send);
   }
-  if (record != t->root) return;
-  if (t->started_by_run) {
-    // The run's job tells the end, when the whole statement has run.
-    t->root_line = record->line.load(std::memory_order_relaxed);
-    t->root = nullptr;
-    return;
-  }
-  finish_caught(g, *t, es, record, code);
+  deferred_send(send, false);
 }
 
 int32_t on_stop(EngineSession* es, ExecRecord* record, int pc) {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "kernel/debug/control.h"
 #include "kernel/debug/debugger.h"
 #include "kernel/engine/engine.h"
 #include "kernel/engine/session.h"
@@ -73,13 +74,21 @@ void target_forget(DebugState& g, const DebugTarget* target) {
 
 void debugger_interrupt(Session* s) {
   DebugState& g = debug_state();
-  std::lock_guard hold(g.lock);
-  // A request of the session that waits for an execution looks at the session's flag.
-  if (DebugClient* c = debug_client(g, s, false)) c->wake.notify_all();
-  // An execution of the session that a debugger holds ends, parked or not.
-  if (s->engine != nullptr) {
-    if (DebugTarget* t = s->engine->debugger.load(); t != nullptr && !t->finished) target_end(*t);
+  DeferredSend send;
+  {
+    std::lock_guard hold(g.lock);
+    // A request of the session that waits for an execution looks at the session's flag; one
+    // whose answer was left to the execution is answered now.
+    if (DebugClient* c = debug_client(g, s, false)) {
+      c->wake.notify_all();
+      deferred_interrupt(g, c, &send);
+    }
+    // An execution of the session that a debugger holds ends, parked or not.
+    if (s->engine != nullptr) {
+      if (DebugTarget* t = s->engine->debugger.load(); t != nullptr && !t->finished) target_end(*t);
+    }
   }
+  deferred_send(send, true);
 }
 
 void debugger_session_end(Session* s) {

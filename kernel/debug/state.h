@@ -26,6 +26,7 @@
 
 #include "kernel/engine/executions.h"
 #include "kernel/engine/program.h"
+#include "kernel/frame.h"
 #include "protocol/records.h"
 
 namespace tavrel::kernel {
@@ -132,6 +133,24 @@ struct CallWait {
   std::shared_ptr<DebugTarget> caught;
 };
 
+// A run-on order (PROC 6-9) taken on the server thread, whose answer is left to the ordered
+// execution's thread: it is sent by whoever sees the target's next event (a stop or the end),
+// or by KILL of the client's session. Meanwhile the client's session is kept busy
+// (Session::deferred).
+struct DeferredAnswer {
+  Session* session = nullptr;
+  KernelRequest request{};  // the block and trailer the answer is built from; no parts
+  uint16_t room = 0;
+  const DebugTarget* target = nullptr;
+};
+
+// An answer taken out of a DeferredAnswer under the lock, to be sent after the lock is let go.
+struct DeferredSend {
+  Session* session = nullptr;  // nullptr: nothing to send
+  KernelRequest request{};
+  KernelAnswer answer;
+};
+
 // A client session that debugs (DebugState::clients keys it by its Session).
 struct DebugClient {
   std::condition_variable wake;  // its waiting request
@@ -140,6 +159,7 @@ struct DebugClient {
   uint16_t next_table = 1;
   std::vector<std::shared_ptr<DebugTarget>> targets;
   std::shared_ptr<CallWait> wait;  // its registered wait, while one is
+  DeferredAnswer deferred;         // its order's answer, while one is outstanding (session set)
 };
 
 struct DebugState {
@@ -167,5 +187,6 @@ void target_release(DebugState& g, const std::shared_ptr<DebugTarget>& target);
 void target_end(DebugTarget& target);
 // Drops a finished target from its client's list, or from the released ones. Under lock.
 void target_forget(DebugState& g, const DebugTarget* target);
+
 
 }  // namespace tavrel::kernel

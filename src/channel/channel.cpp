@@ -3,10 +3,8 @@
 #include "channel/channel.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstring>
 #include <mutex>
-#include <thread>
 #include <vector>
 
 #include "channel/client_codepage.h"
@@ -173,7 +171,13 @@ uint32_t channel_call(RequestBlock* block, const void* buffer1, const void* buff
   }
 }
 
-int channel_wait(RequestBlock* block, int seconds) { return transport_wait(block, seconds); }
+int channel_wait(RequestBlock* block, int seconds) {
+  if (seconds <= 0) return transport_wait(block, seconds);
+  // Beyond what milliseconds in an int hold, the wait is as good as endless.
+  return transport_wait(block, seconds < INT32_MAX / 1000 ? seconds * 1000 : -1);
+}
+
+int channel_wait_ms(RequestBlock* block, int milliseconds) { return transport_wait(block, milliseconds); }
 
 int channel_set_option(int option, const void* value, size_t length) {
   Settings& s = settings();
@@ -235,12 +239,13 @@ int channel_call_interruptible(RequestBlock* block, const void* buffer1, const v
                       code != CHANNEL_SEND_FAILED;
   if (window && hooks.show != nullptr) hooks.show(hooks.user, true);
   bool interrupted = false;
-  while (window && channel_wait(block, 0) != 0) {
+  // Blocks up to 5 ms at a time, so that the answer is taken as soon as it is in and Esc is
+  // still looked at between the waits.
+  while (window && channel_wait_ms(block, 5) != 0) {
     if (hooks.escape_pressed != nullptr && hooks.escape_pressed(hooks.user)) {
       interrupted = true;
       break;
     }
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
   }
   if (window && hooks.show != nullptr) hooks.show(hooks.user, false);
   if (!interrupted) {

@@ -25,6 +25,8 @@ uint32_t channel_call(RequestBlock* block, const void* buffer1, const void* buff
 // Waits for the block's asynchronous request: seconds 0 polls, -1 waits without limit.
 // Returns 0 when it has completed, 1 while it is still pending.
 int channel_wait(RequestBlock* block, int seconds);
+// The same in milliseconds, for a caller that looks at something else between its waits.
+int channel_wait_ms(RequestBlock* block, int milliseconds);
 
 // Channel options 0-7 (value and its length); 1 on success, 0 for an unknown option.
 int channel_set_option(int option, const void* value, size_t length);

@@ -475,7 +475,7 @@ uint32_t transport_send(uint8_t* frame, size_t length, const CallContext& call) 
   return block->return_code;
 }
 
-int transport_wait(RequestBlock* block, int seconds) {
+int transport_wait(RequestBlock* block, int milliseconds) {
   Transport& t = transport();
   std::unique_lock lock(t.slot_lock);
   Slot* found = nullptr;
@@ -486,10 +486,10 @@ int transport_wait(RequestBlock* block, int seconds) {
   }
   if (found == nullptr) return 0;
   auto done = [found, block] { return found->state == SLOT_FREE || found->call.block != block; };
-  if (seconds < 0) {
+  if (milliseconds < 0) {
     t.slot_freed.wait(lock, done);
-  } else if (seconds > 0) {
-    t.slot_freed.wait_for(lock, std::chrono::seconds(seconds), done);
+  } else if (milliseconds > 0) {
+    t.slot_freed.wait_for(lock, std::chrono::milliseconds(milliseconds), done);
   }
   return done() ? 0 : 1;
 }

@@ -29,9 +29,9 @@ uint32_t transport_attach_for(RequestBlock* block);
 // its answer. Returns the block's return code (0 at once for an asynchronous request).
 uint32_t transport_send(uint8_t* frame, size_t length, const CallContext& context);
 
-// Waits for the asynchronous request of a block: seconds 0 polls, -1 waits without limit.
-// Returns 0 when no request of the block is pending any more, 1 when it still is.
-int transport_wait(RequestBlock* block, int seconds);
+// Waits for the asynchronous request of a block: milliseconds 0 polls, -1 waits without
+// limit. Returns 0 when no request of the block is pending any more, 1 when it still is.
+int transport_wait(RequestBlock* block, int milliseconds);
 
 // True on a thread while it runs a completion routine.
 bool transport_in_completion();

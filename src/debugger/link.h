@@ -19,10 +19,9 @@ struct DebugCalls;
 // Waits between two polls of the request on block, which waits for an answer.
 using PauseFunction = void (*)(const DebugCalls& calls, RequestBlock* block, int milliseconds);
 
-// Waits the given time, but comes back as soon as the answer of the request on block is in
-// (looked for every ANSWER_CHECK_MICROSECONDS), so that a quick answer does not wait out the
-// whole interval between the polls that look for Esc.
-constexpr int ANSWER_CHECK_MICROSECONDS = 250;
+// Waits the given time in the channel, but comes back as soon as the answer of the request on
+// block is in, so that a quick answer does not wait out the interval between the polls that
+// look for Esc.
 void pause_until_answer(const DebugCalls& calls, RequestBlock* block, int milliseconds);
 
 // The kernel as the debugger calls it. The defaults are the channel's.

@@ -1,10 +1,8 @@
 // The debugger's life and its debug sessions: binding to the main session, notes and error
 // reports, opening and closing debug sessions (PROC 1 and 2), the check of the sessions after
 // an aborted run, and procedure names by identifier.
-#include <chrono>
 #include <cstdio>
 #include <cstring>
-#include <thread>
 
 #include "debugger/debugger.h"
 #include "debugger/requests.h"
@@ -44,12 +42,8 @@ void close_locally(Debugger& d, DebugSession& s) {
 
 }  // namespace
 
-void pause_until_answer(const DebugCalls& calls, RequestBlock* block, int milliseconds) {
-  const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
-  while (std::chrono::steady_clock::now() < end) {
-    if (calls.wait(block, 0) == 0) return;
-    std::this_thread::sleep_for(std::chrono::microseconds(ANSWER_CHECK_MICROSECONDS));
-  }
+void pause_until_answer(const DebugCalls&, RequestBlock* block, int milliseconds) {
+  channel_wait_ms(block, milliseconds);
 }
 
 void debugger_init(Debugger& d, RequestBlock* block, std::string_view connect, std::string_view codepage) {

@@ -128,6 +128,24 @@ TEST_F(Clients, KillEndsAWaitAndARunThatNeverStops) {
             "breakpoint 1\nstopped INNER line 3 breakpoint 1\nfinished INNER\n");
 }
 
+TEST_F(Clients, KillEndsAnOrderWhoseExecutionNeverStopsAgain) {
+  int looks = 0;
+  d.interrupt_wanted = tenth_look;
+  d.person_user = &looks;
+  // Continued past its only breakpoint, the loop never stops: the order's answer is owed by
+  // an execution that will not give it, and KILL gives it instead. The library then aborts
+  // the run it started.
+  EXPECT_EQ(run({"open SPIN", "break SPIN 1", "run execute \"SPIN\"();", "delete 1", "continue"}),
+            "breakpoint 1\nstopped SPIN line 1 breakpoint 1\ninterrupted\n");
+  d.interrupt_wanted = nullptr;
+  RequestBlock* watcher = another();
+  while (!active_entries(watcher).empty()) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  // The session takes requests again, on the server thread's path and on the worker's.
+  EXPECT_EQ(run({"open INNER", "break INNER 3", "run execute \"INNER\"(1, 2);", "step", "locals", "continue"}),
+            "breakpoint 1\nstopped INNER line 3 breakpoint 1\nstopped INNER line 4\n"
+            "{ X } = 1 (INTEGER)\n{ ACC } = 3 (INTEGER)\nfinished INNER\n");
+}
+
 // tavrel-dbg running a script; the process.
 ChildProcess* start_dbg(const std::string& dir, const std::string& script) {
   const std::string path = (std::filesystem::path(dir) / "script.dbg").string();
@@ -175,6 +193,20 @@ TEST_F(Clients, AClientKilledWhileItsOwnRunIsParkedEndsTheRun) {
   EXPECT_EQ(kernel_select(&sql_, "select count(*) from LOG;"), "0");
   EXPECT_EQ(run({"open OUTER", "break OUTER 5", "run execute \"OUTER\"(1);", "stop"}),
             "breakpoint 1\nstopped OUTER line 5 breakpoint 1\nfinished OUTER\n");
+}
+
+TEST_F(Clients, AClientKilledWhileItsOrderRunsEndsTheRun) {
+  // The client's last request is an order whose execution loops for ever: its session stays
+  // busy with the answer owed until the kernel finds the client gone.
+  ChildProcess* dbg = start_dbg(rundir, "open SPIN\nbreak SPIN 1\nrun execute \"SPIN\"();\ndelete 1\ncontinue\n");
+  ASSERT_NE(dbg, nullptr);
+  RequestBlock* watcher = another();
+  // Running under the debugger with many turns done: past the breakpoint, continued.
+  await_active(watcher, [](const ActiveEntry& e) { return e.flags == EXEC_DEBUGGED && e.quanta > 1000; });
+  process_end(dbg);
+  while (!active_entries(watcher).empty()) std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  EXPECT_EQ(run({"open SPIN", "break SPIN 1", "run execute \"SPIN\"();", "stop"}),
+            "breakpoint 1\nstopped SPIN line 1 breakpoint 1\nfinished SPIN\n");
 }
 
 }  // namespace
