@@ -8,7 +8,9 @@
 //  - SQLite's C API on a database file of its own with the same tables and rows: one prepared
 //    statement stepped as often as the procedure runs its `select ... into`, and the same
 //    inserts into a table whose native trigger does the audit insert of ours;
-//  - the same procedure stored with and without FOR DEBUG, no debugger attached.
+//  - the same procedure stored with and without FOR DEBUG, no debugger attached;
+//  - a tavrel-sql process running a FOR DEBUG procedure alone, and the same while a tavrel-dbg
+//    process waits for that procedure: how long until the person at the debugger sees the stop.
 // Every row counts items (loop turns, calls, statements) so that items/s compare directly,
 // and the run ends with a table of the ratios. The results of both sides are checked against
 // the same computation in C++ once, so a row that does less work than its peer shows up.
@@ -20,12 +22,17 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <filesystem>
 #include <map>
+#include <poll.h>
 #include <span>
+#include <spawn.h>
 #include <string>
 #include <string_view>
+#include <sys/ioctl.h>
 #include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -302,6 +309,17 @@ code
   commit transaction;
 end;)",
     "create procedure BENCH_EMPTY()\ncode\nend;",
+    // Called by tavrel-sql while tavrel-dbg waits for it: it stops at line 5, "S := 0;".
+    R"(create procedure BENCH_WAIT(in N integer default 3, out S integer) for debug
+declare
+  var I integer default 0;
+code
+  S := 0;
+  while I < N loop
+    S := S + I;
+    I := I + 1;
+  endloop;
+end;)",
 };
 
 // The procedure of the debug pair, stored once plain and once FOR DEBUG (the suffix).
@@ -769,6 +787,383 @@ void BM_debugger_step_library(benchmark::State& state) {
   debugger_shutdown(d);
 }
 
+// --- a debugger waiting for a call, as a person runs it -------------------------------------------
+
+// Each iteration starts a process: a few dozen keep the two rows short.
+constexpr int WAIT_ITERATIONS = 30;
+// No exit, output or read of a command is waited for longer than this: a child that hangs
+// fails the row instead of the bench.
+constexpr int CHILD_TIMEOUT_MS = 10'000;
+// Untimed, after tavrel-dbg has read "wait P": the time the kernel is given to register the
+// wait before tavrel-sql starts. No client can see the wait registered (the kernel answers it
+// only when a call is caught), so a call that came first anyway (tavrel-sql ends with nothing
+// caught) is seen after the fact, and the attempt is made again with twice the pause, at most
+// WAIT_ATTEMPTS times an iteration.
+constexpr int SETTLE_MS = 5;
+constexpr int WAIT_ATTEMPTS = 5;
+
+const char* const SQL_ARGV[] = {"tavrel-sql", "-U", "DEMO/DEMO", "-c", "execute \"BENCH_WAIT\"(3);", nullptr};
+const char* const DBG_ARGV[] = {"tavrel-dbg", "-U", "DEMO/DEMO", nullptr};
+// What tavrel-sql prints of the run (0 + 1 + 2), and what tavrel-dbg prints when the call is
+// caught at its first statement, and at its end.
+constexpr std::string_view WAIT_OUTPUT = "{ S } = 3 (INTEGER)";
+constexpr std::string_view WAIT_STOPPED = "stopped BENCH_WAIT line 5";
+constexpr std::string_view WAIT_FINISHED = "finished BENCH_WAIT";
+
+using Clock = std::chrono::steady_clock;
+
+double seconds_between(Clock::time_point from, Clock::time_point to) {
+  return std::chrono::duration<double>(to - from).count();
+}
+
+// A child process: a pidfd that polls readable once it has exited, the write end of its
+// standard input and the read end of its standard output and error together, with what was
+// read of those but not yet taken as lines.
+struct Child {
+  pid_t pid = -1;
+  int pidfd = -1;
+  int in = -1;
+  int out = -1;
+  std::string pending;
+};
+
+void close_fd(int* fd) {
+  if (*fd >= 0) close(*fd);
+  *fd = -1;
+}
+
+// Waits up to timeout_ms for the child to exit, kills it if it has not, reaps it and closes
+// its descriptors. True when it exited by itself, with its wait status in *status when given.
+bool child_reap(Child* c, int timeout_ms, int* status = nullptr) {
+  if (c->pid < 0) return false;
+  pollfd exit_fd{c->pidfd, POLLIN, 0};
+  const bool exited = c->pidfd >= 0 && poll(&exit_fd, 1, timeout_ms) == 1;
+  if (!exited) kill(c->pid, SIGKILL);
+  int reaped = 0;
+  while (waitpid(c->pid, &reaped, 0) < 0 && errno == EINTR) {
+  }
+  if (status != nullptr) *status = reaped;
+  c->pid = -1;
+  close_fd(&c->pidfd);
+  close_fd(&c->in);
+  close_fd(&c->out);
+  c->pending.clear();
+  return exited;
+}
+
+// Starts the program at `path` with pipes to its standard input and from its standard output
+// and error. 0, or the errno value of what failed.
+int child_start(Child* c, const char* path, const char* const argv[]) {
+  int to_child[2] = {-1, -1};
+  int from_child[2] = {-1, -1};
+  if (pipe2(to_child, O_CLOEXEC) != 0 || pipe2(from_child, O_CLOEXEC) != 0) {
+    const int e = errno;
+    for (int* fd : {&to_child[0], &to_child[1], &from_child[0], &from_child[1]}) close_fd(fd);
+    return e;
+  }
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, to_child[0], STDIN_FILENO);
+  posix_spawn_file_actions_adddup2(&actions, from_child[1], STDOUT_FILENO);
+  // Error lines come in the same stream as the rest, in the order they were written.
+  posix_spawn_file_actions_adddup2(&actions, from_child[1], STDERR_FILENO);
+  const int spawned = posix_spawn(&c->pid, path, &actions, nullptr, const_cast<char* const*>(argv), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  close_fd(&to_child[0]);
+  close_fd(&from_child[1]);
+  c->in = to_child[1];
+  c->out = from_child[0];
+  if (spawned != 0) {
+    c->pid = -1;
+    close_fd(&c->in);
+    close_fd(&c->out);
+    return spawned;
+  }
+  // A child that has already exited still has its pidfd until it is reaped. The system call
+  // directly: the C library's declaration of it cannot be linked from C++ here.
+  c->pidfd = static_cast<int>(syscall(SYS_pidfd_open, c->pid, 0));
+  if (c->pidfd < 0) {
+    const int e = errno;
+    child_reap(c, 0);
+    return e;
+  }
+  return 0;
+}
+
+bool write_line(Child& c, std::string_view line) {
+  std::string text(line);
+  text += '\n';
+  size_t done = 0;
+  while (done < text.size()) {
+    const ssize_t n = write(c.in, text.data() + done, text.size() - done);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) return false;
+    done += static_cast<size_t>(n);
+  }
+  return true;
+}
+
+// Whether the child has read all that was written to its standard input, within timeout_ms
+// and before it exits.
+bool input_drained(const Child& c, int timeout_ms) {
+  const auto deadline = Clock::now() + std::chrono::milliseconds(timeout_ms);
+  for (;;) {
+    int queued = 0;
+    if (ioctl(c.in, FIONREAD, &queued) != 0) return false;
+    if (queued == 0) return true;
+    pollfd exit_fd{c.pidfd, POLLIN, 0};
+    if (poll(&exit_fd, 1, 0) != 0 || Clock::now() >= deadline) return false;
+    std::this_thread::sleep_for(std::chrono::microseconds(200));
+  }
+}
+
+enum class Seen { LINE, EXITED, CLOSED, TIMED_OUT };
+
+// The next whole line of the reader's output, unless `watched` (when given) exits first or
+// the deadline passes; output that came before that exit is taken first.
+Seen next_line(Child& reader, const Child* watched, Clock::time_point deadline, std::string* line) {
+  for (;;) {
+    const size_t end = reader.pending.find('\n');
+    if (end != std::string::npos) {
+      line->assign(reader.pending, 0, end);
+      reader.pending.erase(0, end + 1);
+      return Seen::LINE;
+    }
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
+    if (left <= 0) return Seen::TIMED_OUT;
+    // A descriptor of -1 is left out by poll.
+    pollfd fds[2] = {{reader.out, POLLIN, 0}, {watched != nullptr ? watched->pidfd : -1, POLLIN, 0}};
+    if (poll(fds, 2, static_cast<int>(std::min<int64_t>(left, CHILD_TIMEOUT_MS))) < 0) {
+      if (errno == EINTR) continue;
+      return Seen::CLOSED;
+    }
+    if ((fds[0].revents & (POLLIN | POLLHUP | POLLERR)) != 0) {
+      char chunk[4096];
+      const ssize_t n = read(reader.out, chunk, sizeof chunk);
+      if (n > 0) {
+        reader.pending.append(chunk, static_cast<size_t>(n));
+        continue;
+      }
+      if (n < 0 && errno == EINTR) continue;
+      return Seen::CLOSED;
+    }
+    if ((fds[1].revents & POLLIN) != 0) return Seen::EXITED;
+  }
+}
+
+// The last line the child printed that was not read yet (its error, as a rule), waited for
+// a moment at most.
+std::string last_line(Child& c) {
+  std::string last;
+  std::string line;
+  const auto deadline = Clock::now() + std::chrono::milliseconds(100);
+  while (next_line(c, nullptr, deadline, &line) == Seen::LINE) last = line;
+  return c.pending.empty() ? last : c.pending;
+}
+
+// What went wrong with a child, with the last line it printed.
+std::string failure_text(Child& c, std::string_view what) {
+  const std::string last = last_line(c);
+  return last.empty() ? std::string(what) : std::string(what) + ": " + last;
+}
+
+// Reaps tavrel-sql: empty when it exited by itself with status 0 after printing the run's
+// OUT parameter, else what went wrong.
+std::string sql_reap(Child* sql, int timeout_ms) {
+  pollfd exit_fd{sql->pidfd, POLLIN, 0};
+  const bool ended = poll(&exit_fd, 1, timeout_ms) == 1;
+  const std::string output = ended ? last_line(*sql) : std::string();
+  int status = 0;
+  const bool exited = child_reap(sql, 0, &status) && ended;
+  if (exited && WIFEXITED(status) && WEXITSTATUS(status) == 0) {
+    if (output == WAIT_OUTPUT) return {};
+    return "tavrel-sql printed \"" + output + "\", not \"" + std::string(WAIT_OUTPUT) + "\"";
+  }
+  std::string why = "tavrel-sql ";
+  if (!exited) why += "did not exit within " + std::to_string(CHILD_TIMEOUT_MS / 1000) + " s";
+  else if (WIFSIGNALED(status)) why += "was ended by signal " + std::to_string(WTERMSIG(status));
+  else why += "exited with status " + std::to_string(WEXITSTATUS(status));
+  return output.empty() ? why : why + ": " + output;
+}
+
+// Starts tavrel-sql, which reads nothing: its standard input is closed at once.
+int sql_start(Child* sql) {
+  const int e = child_start(sql, TAVREL_SQL_PATH, SQL_ARGV);
+  close_fd(&sql->in);
+  return e;
+}
+
+// The baseline: from starting tavrel-sql to its exit, no debugger anywhere.
+void BM_sql_execute(benchmark::State& state) {
+  Kernel& k = kernel();
+  if (!k.broken.empty()) {
+    state.SkipWithError(k.broken.c_str());
+    return;
+  }
+  for (auto _ : state) {
+    // The same untimed pause as the other row's before each start: both start tavrel-sql on
+    // a machine that has been idle as long (a shorter idle makes the start faster).
+    std::this_thread::sleep_for(std::chrono::milliseconds(SETTLE_MS));
+    Child sql;
+    const auto start = Clock::now();
+    if (const int e = sql_start(&sql)) {
+      state.SkipWithError((std::string("tavrel-sql cannot start: ") + std::strerror(e)).c_str());
+      break;
+    }
+    pollfd exit_fd{sql.pidfd, POLLIN, 0};
+    // Its exit, or the time limit: sql_reap tells which.
+    poll(&exit_fd, 1, CHILD_TIMEOUT_MS);
+    const auto stop = Clock::now();
+    const std::string why = sql_reap(&sql, 0);
+    if (!why.empty()) {
+      state.SkipWithError(why.c_str());
+      break;
+    }
+    state.SetIterationTime(seconds_between(start, stop));
+  }
+}
+
+// A tavrel-dbg that lives for the whole row, and the tavrel-sql of the current iteration.
+struct WaitRow {
+  Child dbg;
+  Child sql;
+  bool waiting = false;  // "wait" was written and has not been answered
+  int settle_ms = SETTLE_MS;
+  int64_t late = 0;      // calls that came before the wait was registered
+};
+
+enum class Catch { STOPPED, LATE, FAILED };
+
+// Starts tavrel-sql and times it up to tavrel-dbg's "stopped" line. LATE when tavrel-sql
+// ended first: nothing caught its call.
+Catch timed_catch(WaitRow& r, double* seconds, std::string* why) {
+  const auto start = Clock::now();
+  if (const int e = sql_start(&r.sql)) {
+    *why = std::string("tavrel-sql cannot start: ") + std::strerror(e);
+    return Catch::FAILED;
+  }
+  const auto deadline = start + std::chrono::milliseconds(CHILD_TIMEOUT_MS);
+  std::string line;
+  for (;;) {
+    switch (next_line(r.dbg, &r.sql, deadline, &line)) {
+      case Seen::LINE: break;
+      case Seen::EXITED: return Catch::LATE;
+      case Seen::CLOSED: *why = failure_text(r.dbg, "tavrel-dbg ended while it waited"); return Catch::FAILED;
+      case Seen::TIMED_OUT: *why = "tavrel-dbg did not show the stop in time"; return Catch::FAILED;
+    }
+    if (line == WAIT_STOPPED) {
+      *seconds = seconds_between(start, Clock::now());
+      r.waiting = false;
+      return Catch::STOPPED;
+    }
+    if (line.starts_with("stopped") || line.starts_with("error")) {
+      *why = "tavrel-dbg: " + line;
+      return Catch::FAILED;
+    }
+  }
+}
+
+// The rest of an iteration, untimed: the caught run goes on to its end and tavrel-sql, whose
+// call then returns, is reaped.
+bool finish_run(WaitRow& r, std::string* why) {
+  if (!write_line(r.dbg, "continue")) {
+    *why = failure_text(r.dbg, "tavrel-dbg takes no more commands");
+    return false;
+  }
+  const auto deadline = Clock::now() + std::chrono::milliseconds(CHILD_TIMEOUT_MS);
+  std::string line;
+  while (true) {
+    const Seen seen = next_line(r.dbg, nullptr, deadline, &line);
+    if (seen != Seen::LINE) {
+      *why = failure_text(r.dbg, seen == Seen::TIMED_OUT ? "tavrel-dbg did not show the end in time" : "tavrel-dbg ended");
+      return false;
+    }
+    if (line == WAIT_FINISHED) break;
+    if (line.starts_with("stopped") || line.starts_with("error")) {
+      *why = "tavrel-dbg after continue: " + line;
+      return false;
+    }
+  }
+  *why = sql_reap(&r.sql, CHILD_TIMEOUT_MS);
+  return why->empty();
+}
+
+// One iteration: tavrel-dbg waits for BENCH_WAIT (written once, read, given its pause), then
+// tavrel-sql is started and timed up to the stop. False with *why said on any failure.
+bool wait_iteration(WaitRow& r, double* seconds, std::string* why) {
+  for (int attempt = 1;; ++attempt) {
+    if (!r.waiting) {
+      if (!write_line(r.dbg, "wait BENCH_WAIT")) {
+        *why = failure_text(r.dbg, "tavrel-dbg takes no more commands");
+        return false;
+      }
+      r.waiting = true;
+    }
+    if (!input_drained(r.dbg, CHILD_TIMEOUT_MS)) {
+      *why = failure_text(r.dbg, "tavrel-dbg did not read its commands");
+      return false;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(r.settle_ms));
+    const Catch caught = timed_catch(r, seconds, why);
+    if (caught == Catch::FAILED) return false;
+    if (caught == Catch::STOPPED) return finish_run(r, why);
+    // Too early for the wait: tavrel-dbg is still waiting, for the next attempt's call.
+    *why = sql_reap(&r.sql, CHILD_TIMEOUT_MS);
+    if (!why->empty()) return false;
+    ++r.late;
+    r.settle_ms *= 2;
+    if (attempt == WAIT_ATTEMPTS) {
+      *why = "tavrel-dbg's wait caught none of " + std::to_string(WAIT_ATTEMPTS) + " calls";
+      return false;
+    }
+  }
+}
+
+// Kills a tavrel-sql still there; ends tavrel-dbg by Ctrl+C (a wait still under way) and
+// "quit", killing it when it does not leave in time.
+void wait_row_end(WaitRow& r) {
+  child_reap(&r.sql, 0);
+  if (r.dbg.pid < 0) return;
+  if (r.waiting) kill(r.dbg.pid, SIGINT);
+  write_line(r.dbg, "quit");
+  close_fd(&r.dbg.in);
+  child_reap(&r.dbg, CHILD_TIMEOUT_MS);
+}
+
+// The same tavrel-sql run while a tavrel-dbg waits for its procedure, timed from the start
+// of tavrel-sql until tavrel-dbg prints the stop.
+void BM_dbg_sees_stop(benchmark::State& state) {
+  Kernel& k = kernel();
+  if (!k.broken.empty()) {
+    state.SkipWithError(k.broken.c_str());
+    return;
+  }
+  // A tavrel-dbg that died shows as a failed write instead of ending the bench.
+  std::signal(SIGPIPE, SIG_IGN);
+  WaitRow r;
+  std::string why;
+  if (const int e = child_start(&r.dbg, TAVREL_DBG_PATH, DBG_ARGV)) {
+    why = std::string("tavrel-dbg cannot start: ") + std::strerror(e);
+  } else if (!write_line(r.dbg, "open BENCH_WAIT")) {
+    why = failure_text(r.dbg, "tavrel-dbg takes no commands");
+  }
+  if (!why.empty()) {
+    state.SkipWithError(why.c_str());
+    wait_row_end(r);
+    return;
+  }
+  for (auto _ : state) {
+    double seconds = 0;
+    if (!wait_iteration(r, &seconds, &why)) {
+      state.SkipWithError(why.c_str());
+      break;
+    }
+    state.SetIterationTime(seconds);
+  }
+  wait_row_end(r);
+  state.counters["late_waits"] = static_cast<double>(r.late);
+}
+
 // --- registration and the summary ----------------------------------------------------------------
 
 // Rows whose times are set side by side at the end: numerator / denominator.
@@ -840,6 +1235,19 @@ void register_all(std::vector<Ratio>* ratios) {
   ratios->push_back({"round_trip/debugger_step_library", "round_trip/channel_gete"});
 }
 
+// Its own section: the two rows started as processes, with their ratio.
+void register_debugger_wait(std::vector<Ratio>* ratios) {
+  benchmark::RegisterBenchmark("debugger_wait/sql_execute", BM_sql_execute)
+      ->UseManualTime()
+      ->Iterations(WAIT_ITERATIONS)
+      ->Unit(benchmark::kMillisecond);
+  benchmark::RegisterBenchmark("debugger_wait/dbg_sees_stop", BM_dbg_sees_stop)
+      ->UseManualTime()
+      ->Iterations(WAIT_ITERATIONS)
+      ->Unit(benchmark::kMillisecond);
+  ratios->push_back({"debugger_wait/dbg_sees_stop", "debugger_wait/sql_execute"});
+}
+
 // The console's report, with each plain run's real time per iteration kept for the summary.
 class SummaryReporter : public benchmark::ConsoleReporter {
  public:
@@ -851,12 +1259,12 @@ class SummaryReporter : public benchmark::ConsoleReporter {
     ConsoleReporter::ReportRuns(reports);
     for (const Run& run : reports) {
       if (run.run_type != Run::RT_Iteration || run.error_occurred || run.iterations == 0) continue;
-      // The name without the "/real_time" that UseRealTime adds.
-      std::string name = run.benchmark_name();
-      const std::string_view suffix = "/real_time";
-      if (name.size() > suffix.size() && name.compare(name.size() - suffix.size(), suffix.size(), suffix) == 0) {
-        name.resize(name.size() - suffix.size());
-      }
+      // The name as registered, without the "/real_time", "/manual_time" or "/iterations:N"
+      // that the row's settings add to it.
+      benchmark::BenchmarkName registered;
+      registered.function_name = run.run_name.function_name;
+      registered.args = run.run_name.args;
+      const std::string name = registered.str();
       seconds[name] = run.real_accumulated_time / static_cast<double>(run.iterations);
     }
   }
@@ -885,6 +1293,7 @@ int main(int argc, char** argv) {
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   std::vector<Ratio> ratios;
   register_all(&ratios);
+  register_debugger_wait(&ratios);
   // Colours only on a terminal; counters inline, so that rows with different counters share
   // one header.
   SummaryReporter reporter(isatty(STDOUT_FILENO) ? benchmark::ConsoleReporter::OO_Color
