@@ -1,6 +1,7 @@
 // Fuzz target of the kernel's debugger requests: the input is a run of PROC requests, each a
 // sub-command number, a target (the argument/count field), an answer length and its data, run
-// in process on a session of the demonstration database as the session's worker runs them.
+// in process on a session of the demonstration database as the session's worker runs them, or
+// first as the kernel's receiving thread tries them.
 // The debugger must answer every one (an error is an answer) without crashing, hanging or
 // leaking. What the requests left (debug sessions, breakpoints, variable tables) is released
 // after each input, as when a client's session ends.
@@ -111,6 +112,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
     at = end < size ? end + 1 : end;
     KernelRequest request;
     KernelAnswer answer;
+    // Every other request is first tried as the receiving thread tries it while the worker is
+    // idle; what it leaves goes on to the worker's path, as there.
+    if (n % 2 == 0 && kernel_parse_frame(frame.data(), frame.size(), &request) == 0) {
+      const DebuggerServed served = debugger_serve_here(&f->session, request, &answer);
+      if (served == DebuggerServed::LEFT_TO_EXECUTION) __builtin_trap();  // nothing is parked here
+      if (served == DebuggerServed::ANSWERED) {
+        if (answer.data.size() > 65535) __builtin_trap();
+        continue;
+      }
+    }
     const Handled handled = session_handle(&f->session, frame, &request, &answer);
     if (!handled.answered) __builtin_trap();  // every PROC request is answered
     if (answer.data.size() > 65535) __builtin_trap();
