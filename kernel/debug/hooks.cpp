@@ -223,24 +223,24 @@ void on_enter(EngineSession* es, ExecRecord* record) {
 
 void on_leave(EngineSession* es, ExecRecord* record, int32_t code) {
   DebugState& g = debug_state();
-  DeferredSend send;
-  {
-    std::lock_guard hold(g.lock);
-    DebugTarget* t = es->debugger.load();
-    if (t == nullptr) return;
-    if (!t->frames.empty() && t->frames.back().record == record) {
-      disarm(record);
-      t->frames.pop_back();
-    }
-    if (record != t->root) return;
-    if (t->started_by_run) {
-      // The run's job tells the end, when the whole statement has run.
-      t->root_line = record->line.load(std::memory_order_relaxed);
-      t->root = nullptr;
-      return;
-    }
-    finish_caught(g, *t, es, record, code, &send);
+  std::unique_lock hold(g.lock);
+  DebugTarget* t = es->debugger.load();
+  if (t == nullptr) return;
+  if (!t->frames.empty() && t->frames.back().record == record) {
+    disarm(record);
+    t->frames.pop_back();
   }
+  if (record != t->root) return;
+  if (t->started_by_run) {
+    // The run's job tells the end, when the whole statement has run.
+    t->root_line = record->line.load(std::memory_order_relaxed);
+    t->root = nullptr;
+    return;
+  }
+  // Made only here: every call of a debugged session passes the lines above.
+  DeferredSend send;
+  finish_caught(g, *t, es, record, code, &send);
+  hold.unlock();
   deferred_send(send, false);
 }
 

@@ -1238,9 +1238,17 @@ template <StmtKind K>
   return true;
 }
 
+// Whether the stop point of the statement at pc would do nothing: no debugger watches the
+// frame, or one does with a stop table that does not mark the statement.
+[[gnu::always_inline]] inline bool no_stop_at(const Frame& f, int pc) {
+  if (!f.record.trap.load(std::memory_order_relaxed)) return true;
+  const uint8_t* stops = f.record.stops.load(std::memory_order_relaxed);
+  return stops != nullptr && stops[pc] == 0;
+}
+
 // The test at the bottom of a loop that follows the integer statement at pc, run at once: its
-// stop point (the trap flag was found clear) and the test, without a return to the top of the
-// statement loop.
+// stop point (found to do nothing by no_stop_at) and the test, without a return to the top of
+// the statement loop.
 [[gnu::always_inline]] inline bool loop_test_at_once(EngineSession& es, Frame& f, const Statement* code, int& pc) {
   ++pc;
   const Statement& t = code[pc];
@@ -1412,7 +1420,7 @@ int32_t run_code(EngineSession& es, Frame& f) {
     switch (s.kind) {
       case StmtKind::INT_SET:
         put_int(f.vars[s.variable], s.form.type, s.form.k);
-        if (s.loop_follows != 0 && !f.record.trap.load(std::memory_order_relaxed)) {
+        if (s.loop_follows != 0 && no_stop_at(f, pc + 1)) {
           if (!loop_test_at_once(es, f, code, pc)) break;
           continue;
         }
@@ -1429,7 +1437,7 @@ int32_t run_code(EngineSession& es, Frame& f) {
           const uint64_t x = static_cast<uint64_t>(get_int(a)) + (m.subtract ? 0 - y : y);
           put_int(f.vars[s.variable], m.type, wrap_shifted(x, m.shift));
         }
-        if (s.loop_follows != 0 && !f.record.trap.load(std::memory_order_relaxed)) {
+        if (s.loop_follows != 0 && no_stop_at(f, pc + 1)) {
           if (!loop_test_at_once(es, f, code, pc)) break;
           continue;
         }
@@ -1449,7 +1457,7 @@ int32_t run_code(EngineSession& es, Frame& f) {
           const uint64_t x = static_cast<uint64_t>(get_int(a)) + static_cast<uint64_t>(m.k);
           put_int(f.vars[s.variable], m.type, wrap_shifted(x, m.shift));
         }
-        if (s.loop_follows != 0 && !f.record.trap.load(std::memory_order_relaxed)) {
+        if (s.loop_follows != 0 && no_stop_at(f, pc + 1)) {
           if (!loop_test_at_once(es, f, code, pc)) break;
           continue;
         }

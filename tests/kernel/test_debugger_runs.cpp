@@ -114,6 +114,17 @@ TEST_F(Runs, RunToCursorStopsOnceAtItsLine) {
   EXPECT_EQ(run({"stop"}), "finished OUTER\n");
 }
 
+TEST_F(Runs, BreakpointsInAnIntegerLoopStopEveryTurnWhereverTheyAre) {
+  // The loop's test is run straight after its last statement when nothing stops there: a
+  // breakpoint on the test's line, and one on the body's, must each stop every turn.
+  EXPECT_EQ(run({"open LOOPS", "break LOOPS 5", "run execute \"LOOPS\"();", "continue", "continue", "locals"}),
+            "breakpoint 1\nstopped LOOPS line 5 breakpoint 1\nstopped LOOPS line 5 breakpoint 1\n"
+            "stopped LOOPS line 5 breakpoint 1\n{ I } = 2 (INTEGER)\n");
+  EXPECT_EQ(run({"delete 1", "break LOOPS 6", "continue", "continue", "locals", "stop"}),
+            "breakpoint 1\nstopped LOOPS line 6 breakpoint 1\nstopped LOOPS line 6 breakpoint 1\n"
+            "{ I } = 3 (INTEGER)\nfinished LOOPS\n");
+}
+
 TEST_F(Runs, StopEndsTheRunAndLeavesTheInternalChannelFree) {
   // The next run follows the stop at once, while the stopped run's job may still be ending.
   EXPECT_EQ(run({"break OUTER 12", "run execute \"OUTER\"(2);", "stop", "run execute \"OUTER\"(1);", "continue"}),
