@@ -64,10 +64,24 @@ bool await_event(Lock& hold, Session* s, DebugClient* c, const DebugTarget& t, u
 }
 
 // After KILL ended the wait: an execution caught from another session goes on without the
-// debugger; a run of the client's own goes on until the client aborts it (PROC 27).
+// debugger; a run of the client's own goes on until the client aborts it (PROC 27), unless
+// the client was never told of it (KILL came before its first stop) and so cannot name it:
+// that one ends here.
 void interrupted(DebugState& g, const std::shared_ptr<DebugTarget>& t, KernelAnswer* a) {
-  if (!t->started_by_run) target_release(g, t);
+  if (!t->started_by_run) {
+    target_release(g, t);
+  } else if (t->told == EXEC_NONE && !t->finished) {
+    target_end(*t);
+  }
   a->code = KERNEL_INTERRUPTED;
+}
+
+// The client's run that still holds its internal channel, or nullptr.
+std::shared_ptr<DebugTarget> running_run(const DebugClient* c) {
+  for (const std::shared_ptr<DebugTarget>& t : c->targets) {
+    if (t->started_by_run && !t->finished) return t;
+  }
+  return nullptr;
 }
 
 // The client's target with the execution: parked in it, or (when parked is false) told last
@@ -230,13 +244,18 @@ void control_run(Session* s, int32_t proc_id, std::span<const uint8_t> data, uin
   DebugClient* c = nullptr;
   auto t = std::make_shared<DebugTarget>();
   {
-    std::lock_guard hold(g.lock);
+    Lock hold(g.lock);
     c = debug_client(g, s, true);
     if (owned_proc(g, c, proc_id) == nullptr) {
       return answer_debugger_error(a, g.procs.count(proc_id) != 0 ? DEBUGGER_DEBUGGED_ELSEWHERE : DEBUGGER_SESSION_NOT_OPEN);
     }
-    for (const std::shared_ptr<DebugTarget>& other : c->targets) {
-      if (other->started_by_run && !other->finished) return answer_debugger_error(a, DEBUGGER_CHANNEL_BUSY);
+    // A run that has been ended (stopped, aborted, interrupted before its first stop) may still
+    // be unwinding: it is given a moment to leave the internal channel. One that goes on keeps it.
+    const auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(ABORT_WAIT_MS);
+    for (std::shared_ptr<DebugTarget> other = running_run(c); other != nullptr; other = running_run(c)) {
+      if (!other->end || !c->wake.wait_until(hold, until, [&other] { return other->finished; })) {
+        return answer_debugger_error(a, DEBUGGER_CHANNEL_BUSY);
+      }
     }
     drop_finished(g, c);
     t->client = c;
