@@ -203,16 +203,27 @@ void deferred_interrupt(DebugState& g, DebugClient* c, DeferredSend* send) {
 void deferred_send(DeferredSend& send, bool session_locked) {
   Session* s = send.session;
   if (s == nullptr) return;
-  IpcEndpoint* endpoint = s->endpoint;
-  {
-    std::unique_lock hold(s->lock, std::defer_lock);
-    if (!session_locked) hold.lock();
-    s->deferred = false;
-    if (!s->queue.empty() || !s->jobs.empty() || s->closing) s->wake.notify_one();
-  }
-  // The session may end from here on: only what was copied out of it is used.
   send.session = nullptr;
+  IpcEndpoint* endpoint = s->endpoint;
+  std::unique_lock hold(s->lock, std::defer_lock);
+  if (!session_locked) hold.lock();
+  const bool waiting = !s->queue.empty() || !s->jobs.empty() || s->closing;
+  if (!waiting && !session_locked) {
+    // Nothing waits behind the answer (the usual case): the mark goes first, so that the
+    // client's next request, sent as soon as the answer is in, is served on the receiving
+    // thread. The session may end from here on: only what was copied out of it is used.
+    s->deferred = false;
+    hold.unlock();
+    if (endpoint != nullptr) answer_send(endpoint, send.request, send.answer);
+    return;
+  }
+  // What waits behind the answer is answered after it: the answer leaves first, while the
+  // mark keeps the session from running (or ending).
+  if (!session_locked) hold.unlock();
   if (endpoint != nullptr) answer_send(endpoint, send.request, send.answer);
+  if (!session_locked) hold.lock();
+  s->deferred = false;
+  if (waiting) s->wake.notify_one();
 }
 
 void answer_debugger_error(KernelAnswer* a, uint32_t number) {
@@ -253,8 +264,13 @@ void control_run(Session* s, int32_t proc_id, std::span<const uint8_t> data, uin
     // be unwinding: it is given a moment to leave the internal channel. One that goes on keeps it.
     const auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(ABORT_WAIT_MS);
     for (std::shared_ptr<DebugTarget> other = running_run(c); other != nullptr; other = running_run(c)) {
-      if (!other->end || !c->wake.wait_until(hold, until, [&other] { return other->finished; })) {
+      if (!other->end ||
+          !c->wake.wait_until(hold, until, [&] { return other->finished || s->interrupted.load(); })) {
         return answer_debugger_error(a, DEBUGGER_CHANNEL_BUSY);
+      }
+      if (s->interrupted.load()) {
+        a->code = KERNEL_INTERRUPTED;
+        return;
       }
     }
     drop_finished(g, c);

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "kernel/debug/hooks.h"
 #include "kernel/engine/registry.h"
 
 namespace tavrel::kernel {
@@ -163,6 +164,7 @@ void proc_cursors_clear(DebugState& g, const DebugClient* c) {
     if (pd.client == c && pd.cursor_line >= 0) {
       pd.cursor_line = -1;
       rebuild(pd);
+      targets_rearm(c, id);
     }
   }
 }
