@@ -21,6 +21,7 @@
 #include "engine_objects.h"
 #include "protocol/bytes.h"
 #include "protocol/exec_result.h"
+#include "protocol/records.h"
 #include "values/value.h"
 #include "values/value_wire.h"
 
@@ -28,34 +29,8 @@ namespace tavrel::bench {
 
 namespace {
 
-constexpr uint16_t NULL_LENGTH = 0xFFFF;
 // Attempts to log on while the kernel starts, 20 ms apart.
 constexpr int LOGON_ATTEMPTS = 600;
-
-// One column value of a row in an answer.
-struct Field {
-  std::string_view text;
-  bool null;
-};
-
-// Splits an answer of rows into its fields; false when a length runs past the end.
-bool split_fields(const uint8_t* data, size_t length, std::vector<Field>* out) {
-  out->clear();
-  size_t p = 0;
-  while (p < length) {
-    if (length - p < 2) return false;
-    const uint16_t n = get_u16(data + p);
-    p += 2;
-    if (n == NULL_LENGTH) {
-      out->push_back({{}, true});
-      continue;
-    }
-    if (length - p < n) return false;
-    out->push_back({{reinterpret_cast<const char*>(data + p), n}, false});
-    p += n;
-  }
-  return true;
-}
 
 // Reads the answer of the last execute: empty when it ended normally and its OUT parameter
 // `output` (or its RESULT when output is nullptr) is `expected`, else what went wrong.
@@ -154,8 +129,11 @@ std::string Kernel::select_one(const char* sql) {
   std::memcpy(session.command, "SLCT", 4);
   session.answer_length = ANSWER_CAPACITY;
   if (channel_call(&session, nullptr, sql, nullptr, answer.data()) != 0) return {};
-  std::vector<Field> fields;
-  if (!split_fields(answer.data(), session.answer_length, &fields) || fields.empty() || fields[0].null) return {};
+  std::vector<RowField> fields;
+  if (row_fields_read(std::span<const uint8_t>(answer.data(), session.answer_length), &fields) != 0 ||
+      fields.empty() || fields[0].null) {
+    return {};
+  }
   return std::string(fields[0].text);
 }
 

@@ -13,12 +13,12 @@
 #include "kernel/text.h"
 #include "kernel/triggers.h"
 #include "platform/platform.h"
+#include "protocol/records.h"
 
 namespace tavrel::kernel {
 
 namespace {
 
-constexpr uint16_t NULL_LENGTH = 0xFFFF;
 // A select runs on the server thread only while it stays within these: the server thread
 // must return soon to receive for every other session. Beyond them it is abandoned (it only
 // reads) and handed to the worker, which runs it again from the start.
@@ -44,7 +44,7 @@ std::vector<uint8_t> encode_row(sqlite3_stmt* st, uint16_t codepage) {
   const int columns = sqlite3_column_count(st);
   for (int c = 0; c < columns; ++c) {
     if (sqlite3_column_type(st, c) == SQLITE_NULL) {
-      append_u16(row, NULL_LENGTH);
+      append_u16(row, FIELD_NULL_LENGTH);
       continue;
     }
     const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(st, c));
@@ -52,7 +52,7 @@ std::vector<uint8_t> encode_row(sqlite3_stmt* st, uint16_t codepage) {
     // A UTF-8 session takes the text as it is, without a converted copy.
     std::string converted;
     const std::string_view value = codepage == CODEPAGE_OTHER ? utf8 : (converted = text_from_utf8(utf8, codepage));
-    append_u16(row, static_cast<uint32_t>(value.size() < NULL_LENGTH ? value.size() : NULL_LENGTH - 1));
+    append_u16(row, static_cast<uint32_t>(value.size() < FIELD_NULL_LENGTH ? value.size() : FIELD_NULL_LENGTH - 1));
     row.insert(row.end(), value.begin(), value.end());
   }
   return row;

@@ -354,4 +354,22 @@ std::span<const uint8_t> exec_state_result(std::span<const uint8_t> answer) {
   return answer.size() > EXEC_STATE_SIZE ? answer.subspan(EXEC_STATE_SIZE) : std::span<const uint8_t>{};
 }
 
+int row_fields_read(std::span<const uint8_t> bytes, std::vector<RowField>* out) {
+  out->clear();
+  size_t p = 0;
+  while (p < bytes.size()) {
+    if (bytes.size() - p < 2) return -1;
+    const uint16_t n = get_u16(bytes.data() + p);
+    p += 2;
+    if (n == FIELD_NULL_LENGTH) {
+      out->push_back({{}, true});
+      continue;
+    }
+    if (bytes.size() - p < n) return -1;
+    out->push_back({{reinterpret_cast<const char*>(bytes.data() + p), n}, false});
+    p += n;
+  }
+  return 0;
+}
+
 }  // namespace tavrel

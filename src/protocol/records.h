@@ -213,4 +213,14 @@ std::vector<uint8_t> printed_messages_write(std::span<const std::string> message
 // when the answer ends with the record (the procedure has no RESULT).
 std::span<const uint8_t> exec_state_result(std::span<const uint8_t> answer);
 
+// The rows of a select's answer: per column value a u16 length and the bytes, or the length
+// FIELD_NULL_LENGTH alone for NULL (a longer value is cut to one byte less).
+constexpr uint16_t FIELD_NULL_LENGTH = 0xFFFF;
+struct RowField {
+  std::string_view text;  // into the answer's bytes
+  bool null = false;
+};
+// Splits the answer into its fields, row after row: 0, or -1 when a length runs past the end.
+int row_fields_read(std::span<const uint8_t> bytes, std::vector<RowField>* out);
+
 }  // namespace tavrel

@@ -136,6 +136,34 @@ TEST(TranslationErrors, EveryArgumentKindRoundTrips) {
   EXPECT_EQ(back[0].number, 5u);
 }
 
+void add_length(std::vector<uint8_t>& out, uint16_t n) {
+  out.push_back(static_cast<uint8_t>(n & 0xFF));
+  out.push_back(static_cast<uint8_t>(n >> 8));
+}
+
+TEST(SelectRows, FieldsNullsAndLengthsThatRunPastTheEnd) {
+  std::vector<uint8_t> rows;
+  add_length(rows, 2);
+  rows.push_back('A');
+  rows.push_back('B');
+  add_length(rows, FIELD_NULL_LENGTH);
+  add_length(rows, 0);
+  std::vector<RowField> fields;
+  ASSERT_EQ(row_fields_read(rows, &fields), 0);
+  ASSERT_EQ(fields.size(), 3u);
+  EXPECT_EQ(fields[0].text, "AB");
+  EXPECT_FALSE(fields[0].null);
+  EXPECT_TRUE(fields[1].null);
+  EXPECT_EQ(fields[2].text, "");
+  EXPECT_FALSE(fields[2].null);
+  // A length beyond the bytes, and half a length, are refused.
+  rows.push_back(5);
+  EXPECT_EQ(row_fields_read(rows, &fields), -1);
+  add_length(rows, 9);
+  rows.push_back('x');
+  EXPECT_EQ(row_fields_read(std::span<const uint8_t>(rows).subspan(7), &fields), -1);
+}
+
 TEST(DebuggerRecords, ExecutionState) {
   const ExecState state{0x0A0B0C0D, 0x0102, 41, 0x00004001, -17, 3};
   Bytes out(EXEC_STATE_SIZE + 2, 0xEE);

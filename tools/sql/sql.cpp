@@ -24,6 +24,7 @@
 #include "kernel/errors.h"
 #include "protocol/bytes.h"
 #include "protocol/codes.h"
+#include "protocol/records.h"
 #include "tools/sql/sql_output.h"
 
 namespace {
@@ -33,7 +34,6 @@ using kernel::kernel_error_text;
 
 constexpr uint16_t ANSWER_CAPACITY = 65535;
 constexpr size_t NODE_MAX = 8;
-constexpr uint16_t NULL_LENGTH = 0xFFFF;
 constexpr int EXIT_ERROR = 1;
 constexpr int EXIT_USAGE = 2;
 // A statement that failed and whose failure has been shown already (an exception that left
@@ -50,12 +50,6 @@ struct Session {
   RequestBlock block{};
   bool open = false;
   std::vector<uint8_t> answer = std::vector<uint8_t>(ANSWER_CAPACITY);
-};
-
-// One column value of a row in an answer.
-struct Field {
-  std::string_view text;
-  bool null;
 };
 
 // One statement splitter per text: quotes and comments hide the ";" inside them. A
@@ -279,24 +273,6 @@ void report(Session* s, uint32_t code, bool call = false) {
   std::fflush(stderr);
 }
 
-// Splits an answer of rows into its fields; false when a length runs past the end.
-bool split_fields(const uint8_t* data, size_t length, std::vector<Field>* out) {
-  out->clear();
-  size_t p = 0;
-  while (p < length) {
-    if (length - p < 2) return false;
-    const uint16_t n = get_u16(data + p);
-    p += 2;
-    if (n == NULL_LENGTH) {
-      out->push_back({{}, true});
-      continue;
-    }
-    if (length - p < n) return false;
-    out->push_back({{reinterpret_cast<const char*>(data + p), n}, false});
-    p += n;
-  }
-  return true;
-}
 
 // CHAR, CHARACTER and NCHAR, with or without a length; VARCHAR is not blank-padded.
 bool is_char_type(std::string_view type) {
@@ -317,8 +293,9 @@ uint32_t describe(const Session& s, std::vector<bool>* char_columns) {
   std::vector<uint8_t> answer(ANSWER_CAPACITY);
   const uint32_t code = channel_call(&b, nullptr, nullptr, nullptr, answer.data());
   if (code != 0) return code;
-  std::vector<Field> fields;
-  if (!split_fields(answer.data(), b.answer_length, &fields) || fields.size() != size_t{b.argument} * 2) {
+  std::vector<RowField> fields;
+  if (row_fields_read(std::span<const uint8_t>(answer.data(), b.answer_length), &fields) != 0 ||
+      fields.size() != size_t{b.argument} * 2) {
     return CHANNEL_EXCHANGE_FAILED;
   }
   for (size_t i = 1; i < fields.size(); i += 2) char_columns->push_back(is_char_type(fields[i].text));
@@ -328,17 +305,17 @@ uint32_t describe(const Session& s, std::vector<bool>* char_columns) {
 // Prints the rows of one answer, split by the select's column count; false when the answer
 // does not hold whole rows.
 bool print_rows(const Session& s, const std::vector<bool>& char_columns) {
-  std::vector<Field> fields;
+  std::vector<RowField> fields;
   const size_t columns = char_columns.size();
-  if (!split_fields(s.answer.data(), s.block.answer_length, &fields) || columns == 0 || fields.empty() ||
-      fields.size() % columns != 0) {
+  if (row_fields_read(std::span<const uint8_t>(s.answer.data(), s.block.answer_length), &fields) != 0 ||
+      columns == 0 || fields.empty() || fields.size() % columns != 0) {
     return false;
   }
   std::string line;
   for (size_t r = 0; r < fields.size() / columns; ++r) {
     line.clear();
     for (size_t c = 0; c < columns; ++c) {
-      const Field& f = fields[r * columns + c];
+      const RowField& f = fields[r * columns + c];
       std::string_view text = f.text;
       if (char_columns[c]) {
         while (!text.empty() && text.back() == ' ') text.remove_suffix(1);
